@@ -12,10 +12,18 @@ using testsupport::LogCapture;
 
 namespace {
 
-void reportFailure() { SR_LOGE("mkdir(%s) failed, errno = %d", "/x", 2); }
-void reportWarning() { SR_LOGW("Headline size is not enough"); }
-void reportInfo() { SR_LOGI("Write log to %s", "/f"); }
-void reportDebug() { SR_LOGD("unInit"); }
+void reportFailure() {
+    SR_LOGE("mkdir(%s) failed, errno = %d", "/x", 2);
+}
+void reportWarning() {
+    SR_LOGW("Headline size is not enough");
+}
+void reportInfo() {
+    SR_LOGI("Write log to %s", "/f");
+}
+void reportDebug() {
+    SR_LOGD("unInit");
+}
 
 constexpr unsigned int kMaskOn = (1u << 30) | (1u << 12);
 
@@ -27,8 +35,9 @@ TEST(Logging, ErrorGoesToAndroidLogInLongFormAndToUnifiedLoggerInShortForm) {
     EXPECT_EQ(lines[0].sink, CapturedLine::Sink::kAndroid);
     EXPECT_EQ(lines[0].level, ANDROID_LOG_ERROR);
     EXPECT_EQ(lines[0].tag, "ScenarioRecorder");
-    EXPECT_EQ(lines[0].text.rfind("[reportFailure] mkdir(/x) failed, errno = 2 (reportFailure){#", 0),
-              0u);
+    EXPECT_EQ(
+        lines[0].text.rfind("[reportFailure] mkdir(/x) failed, errno = 2 (reportFailure){#", 0),
+        0u);
     EXPECT_NE(lines[0].text.find(":utils/ScenarioRecorder/ScenarioRecorder}"), std::string::npos);
     EXPECT_EQ(lines[1].sink, CapturedLine::Sink::kUnified);
     EXPECT_EQ(lines[1].level, 1);
@@ -101,14 +110,16 @@ TEST(Logging, UnifiedLoggerLinesAreCutAt1023Characters) {
 }
 
 class CountingULogger : public ULogger {
-public:
+  public:
     void onLogLine(uint32_t, const char*, int level, const char* text, size_t) override {
         fprintf(stderr, "unified:%d:%s\n", level, text);
     }
     void onFlush(int level) override { fprintf(stderr, "flushed:%d\n", level); }
 };
 
-[[noreturn]] void failHard() { SR_FATAL("Log size too large: %zu", static_cast<size_t>(262152)); }
+[[noreturn]] void failHard() {
+    SR_FATAL("Log size too large: %zu", static_cast<size_t>(262152));
+}
 
 TEST(LoggingDeathTest, FatalSendsToUnifiedLoggerFlushesAndAborts) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");

@@ -1,6 +1,5 @@
 // Host implementation of the property service stand-in; see cutils/properties.h.
 #include <cutils/properties.h>
-
 #include <errno.h>
 #include <inttypes.h>
 #include <stdlib.h>
@@ -16,7 +15,7 @@ namespace {
 constexpr const char* kSeedFileVariable = "ZYNCAM_HOST_PROPERTIES";
 
 class PropertyStore {
-public:
+  public:
     static PropertyStore& instance() {
         static PropertyStore* store = new PropertyStore();  // never destroyed: usable at exit
         return *store;
@@ -35,7 +34,7 @@ public:
         mValues[key] = value;
     }
 
-private:
+  private:
     PropertyStore() { seedFromFile(); }
 
     // Runs once, inside the constructor, before the store is shared.

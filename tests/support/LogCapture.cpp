@@ -16,18 +16,18 @@ std::atomic<LogCapture*> gActive{nullptr};
 void androidLogger(const struct __android_logger_data* data, const char* message) {
     LogCapture* capture = gActive.load();
     if (capture == nullptr) return;
-    capture->add({CapturedLine::Sink::kAndroid, data->priority, data->tag ? data->tag : "",
-                  message, 0});
+    capture->add(
+        {CapturedLine::Sink::kAndroid, data->priority, data->tag ? data->tag : "", message, 0});
 }
 
 class CapturingULogger : public ULogger {
-public:
+  public:
     void onLogLine(uint32_t moduleId, const char* tag, int level, const char* text,
                    size_t length) override {
         LogCapture* capture = gActive.load();
         if (capture == nullptr) return;
-        capture->add({CapturedLine::Sink::kUnified, level, tag, std::string(text, length),
-                      moduleId});
+        capture->add(
+            {CapturedLine::Sink::kUnified, level, tag, std::string(text, length), moduleId});
     }
 };
 
@@ -74,7 +74,8 @@ std::vector<CapturedLine> LogCapture::lines() const {
 std::vector<std::string> LogCapture::androidLinesContaining(const std::string& needle) const {
     std::vector<std::string> found;
     for (const CapturedLine& line : lines()) {
-        if (line.sink == CapturedLine::Sink::kAndroid && line.text.find(needle) != std::string::npos)
+        if (line.sink == CapturedLine::Sink::kAndroid &&
+            line.text.find(needle) != std::string::npos)
             found.push_back(line.text);
     }
     return found;
@@ -83,7 +84,8 @@ std::vector<std::string> LogCapture::androidLinesContaining(const std::string& n
 std::vector<std::string> LogCapture::unifiedLinesContaining(const std::string& needle) const {
     std::vector<std::string> found;
     for (const CapturedLine& line : lines()) {
-        if (line.sink == CapturedLine::Sink::kUnified && line.text.find(needle) != std::string::npos)
+        if (line.sink == CapturedLine::Sink::kUnified &&
+            line.text.find(needle) != std::string::npos)
             found.push_back(line.text);
     }
     return found;

@@ -20,10 +20,11 @@ struct CapturedLine {
 };
 
 class LogCapture {
-public:
+  public:
     // `mode`, `detailsLevel` and `mask` are the unified logger's settings while
     // capturing; the defaults let every line through to both sinks.
-    explicit LogCapture(int mode = 0x3, int detailsLevel = 5, unsigned int mask = (1u << 30) | (1u << 13));
+    explicit LogCapture(int mode = 0x3, int detailsLevel = 5,
+                        unsigned int mask = (1u << 30) | (1u << 13));
     ~LogCapture();
     LogCapture(const LogCapture&) = delete;
     LogCapture& operator=(const LogCapture&) = delete;
@@ -36,7 +37,7 @@ public:
 
     void add(CapturedLine line);
 
-private:
+  private:
     mutable std::mutex mLock;
     std::vector<CapturedLine> mLines;  // guarded by mLock
     int mSavedMode;

@@ -1,1 +1,79 @@
-// placeholder
+// NDD reports: the choice of a request's file series, and the headline
+// items that head every buffer block of a request in the file.
+#include <string.h>
+
+#include <new>
+
+#include "RecordFormat.h"
+#include "RecorderLog.h"
+#include "ScenarioRecorder.h"
+
+namespace NSCam {
+namespace TuningUtils {
+namespace scenariorecorder {
+
+// Reports are ignored while the recorder is not started: nothing but the
+// service thread drains the headline queue and closes capture writers, so a
+// recorder that is never started (or switched on without being started) would
+// otherwise gather items and open files without bound.
+void ScenarioRecorder::recordNddInfo(int uniqueKey, int requestNum, int tagNumber, bool isCapture) {
+    if (!mReady.load(std::memory_order_acquire)) return;
+    std::unique_ptr<FileWriter> replaced;  // destroyed after the lock is released
+    {
+        std::lock_guard<std::mutex> lock(mWriterLock);
+        if (!isCapture) {
+            if (mDefaultWriter->mUniqueKey != uniqueKey) {
+                auto writer = std::make_unique<FileWriter>(uniqueKey, requestNum, tagNumber);
+                openFileWriter(writer.get(), "preview");
+                replaced = std::exchange(mDefaultWriter, std::move(writer));
+                // The service thread may be writing a buffer through the old
+                // writer; it then destroys the writer itself when done.
+                if (replaced.get() == mWriterInUse) mReplacedWriters.push_back(std::move(replaced));
+            }
+        } else {
+            if (mFileWriters.count(requestNum) != 0) return;
+            auto writer = std::make_unique<FileWriter>(uniqueKey, requestNum, tagNumber);
+            openFileWriter(writer.get(), "capture");
+            mFileWriters.emplace(requestNum, std::move(writer));
+        }
+        writeNDDToHeadline(uniqueKey, requestNum);
+    }
+}
+
+void ScenarioRecorder::writeNDDToHeadline(int uniqueKey, int requestNum) {
+    std::unique_ptr<char[]> block(new (std::nothrow) char[kHeadlineItemSize]());
+    if (block == nullptr) return;
+    auto& area = *reinterpret_cast<char(*)[kHeadlineItemSize]>(block.get());
+    const int length = formatNddText(uniqueKey, requestNum, area);
+    queueHeadlineItem(requestNum, HeadlineItem(std::move(block), length), /*atFront=*/true);
+}
+
+// NDD texts go to the front and execution snippets to the back, so every NDD
+// text precedes every snippet on the headline line.
+void ScenarioRecorder::queueHeadlineItem(int requestNum, HeadlineItem item, bool atFront) {
+    std::lock_guard<std::mutex> lock(mNddLock);
+    auto& queue = mNddInfos[requestNum];
+    if (atFront) {
+        queue.push_front(std::move(item));
+    } else {
+        queue.push_back(std::move(item));
+    }
+}
+
+// An item goes in whole only when at least 2 bytes stay free after it, so the
+// headline and its NUL always fit into the buffer's headline block. A
+// negative length, widened and compared as unsigned, never fits.
+void ScenarioRecorder::writeStringToHeadline(Buffer* buffer, const char* str, int len) {
+    const uint64_t length = static_cast<uint64_t>(static_cast<int64_t>(len));
+    if (length < buffer->mHeadlineRemaining - 1) {
+        memcpy(buffer->mHeadlineCursor, str, length);
+        buffer->mHeadlineCursor += length;
+        buffer->mHeadlineRemaining -= length;
+    } else {
+        SR_LOGW("Headline size is not enough");
+    }
+}
+
+}  // namespace scenariorecorder
+}  // namespace TuningUtils
+}  // namespace NSCam

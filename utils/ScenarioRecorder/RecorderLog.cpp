@@ -41,16 +41,20 @@ LevelTraits traitsOf(Level level) {
     return {5, true, ANDROID_LOG_DEBUG, 5};
 }
 
-bool toAndroidLog() { return (ULogger::sMode & kModeAndroidLog) != 0; }
-bool toUnifiedLogger() { return (ULogger::sMode & kModeUnifiedLogger) != 0; }
+bool toAndroidLog() {
+    return (ULogger::sMode & kModeAndroidLog) != 0;
+}
+bool toUnifiedLogger() {
+    return (ULogger::sMode & kModeUnifiedLogger) != 0;
+}
 
 // Formats the short form into a zeroed area; false when formatting failed.
 bool formatShortForm(char (&area)[kLineAreaSize], size_t* length, const char* format,
                      va_list args) {
     const int count = vsnprintf(area, sizeof(area), format, args);
     if (count < 0) return false;
-    *length = static_cast<size_t>(count) < sizeof(area) ? static_cast<size_t>(count)
-                                                         : sizeof(area) - 1;
+    *length =
+        static_cast<size_t>(count) < sizeof(area) ? static_cast<size_t>(count) : sizeof(area) - 1;
     return true;
 }
 

@@ -3,8 +3,8 @@
 // Android log and/or the unified camera logger, as the unified logger's static
 // settings say at the moment of logging (see RecorderLog.cpp).
 //
-// Use the macros; they pass the enclosing function's name (__func__, which is
-// "operator()" inside a lambda) and the source line:
+// Use the macros (SR_LOG_AS names the function explicitly); they pass the enclosing function's name
+// (__func__, which is "operator()" inside a lambda) and the source line:
 //   SR_LOGE("mkdir(%s) failed, errno = %d", path, errno);
 // prints "[getFolderPath] mkdir(/x) failed, errno = 2". Format arguments are
 // evaluated only when the line passes its level's gate.
@@ -40,14 +40,17 @@ void write(Level level, const char* function, int line, const char* format, ...)
 }  // namespace TuningUtils
 }  // namespace NSCam
 
-#define SR_LOG_AT(level, fmt, ...)                                                        \
-    do {                                                                                  \
-        if (::NSCam::TuningUtils::scenariorecorder::log::isEnabled(level)) {              \
-            ::NSCam::TuningUtils::scenariorecorder::log::write(level, __func__, __LINE__, \
-                                                               "[%s] " fmt, __func__,    \
-                                                               ##__VA_ARGS__);            \
-        }                                                                                 \
+// Logs as `function`: for a helper that does the work of a named operation,
+// whose name is what users grep for.
+#define SR_LOG_AS(level, function, fmt, ...)                                      \
+    do {                                                                          \
+        if (::NSCam::TuningUtils::scenariorecorder::log::isEnabled(level)) {      \
+            ::NSCam::TuningUtils::scenariorecorder::log::write(                   \
+                level, function, __LINE__, "[%s] " fmt, function, ##__VA_ARGS__); \
+        }                                                                         \
     } while (0)
+
+#define SR_LOG_AT(level, fmt, ...) SR_LOG_AS(level, __func__, fmt, ##__VA_ARGS__)
 
 #define SR_LOGE(fmt, ...) \
     SR_LOG_AT(::NSCam::TuningUtils::scenariorecorder::log::Level::kError, fmt, ##__VA_ARGS__)
@@ -57,6 +60,6 @@ void write(Level level, const char* function, int line, const char* format, ...)
     SR_LOG_AT(::NSCam::TuningUtils::scenariorecorder::log::Level::kInfo, fmt, ##__VA_ARGS__)
 #define SR_LOGD(fmt, ...) \
     SR_LOG_AT(::NSCam::TuningUtils::scenariorecorder::log::Level::kDebug, fmt, ##__VA_ARGS__)
-#define SR_FATAL(fmt, ...)                                                                  \
-    ::NSCam::TuningUtils::scenariorecorder::log::fatal(__func__, __LINE__, "[%s] " fmt, \
-                                                       __func__, ##__VA_ARGS__)
+#define SR_FATAL(fmt, ...)                                                                        \
+    ::NSCam::TuningUtils::scenariorecorder::log::fatal(__func__, __LINE__, "[%s] " fmt, __func__, \
+                                                       ##__VA_ARGS__)

@@ -1,1 +1,66 @@
-// placeholder
+// Decision and execution records: format on the caller's stack, reserve,
+// copy outside the lock, publish.
+#include <string.h>
+
+#include <new>
+
+#include "RecordFormat.h"
+#include "ScenarioRecorder.h"
+
+namespace NSCam {
+namespace TuningUtils {
+namespace scenariorecorder {
+
+namespace {
+
+constexpr size_t kMaxHeadlineTextLength = 1023;
+
+// Reserves room for `length` bytes of `line` and copies them in; the record
+// stays unpublished until the caller lowers the buffer's writer count.
+ScenarioRecorder::Buffer* reserveAndCopy(ScenarioRecorder& recorder, int requestNum,
+                                         const char* line, size_t length) {
+    LogHeader* header = nullptr;
+    ScenarioRecorder::Buffer* buffer = nullptr;
+    if (!recorder.allocLogSpace(requestNum, length + ScenarioRecorder::kLogHeaderSize, &header,
+                                &buffer)) {
+        return nullptr;
+    }
+    header->text = reinterpret_cast<char*>(header) + ScenarioRecorder::kLogHeaderSize;
+    memcpy(header->text, line, length);
+    header->text[length - 1] = '\0';
+    return buffer;
+}
+
+}  // namespace
+
+void ScenarioRecorder::submitDecisionRecord(const DecisionParam& param, const std::string& text) {
+    if (!mReady.load(std::memory_order_acquire)) return;
+    char line[kRecordLineSize];
+    const size_t length = formatDecisionLine(param, text.c_str(), line);
+    Buffer* buffer = reserveAndCopy(*this, param.requestNum, line, length);
+    if (buffer != nullptr) publishRecord(buffer);
+}
+
+void ScenarioRecorder::submitExecutionRecord(const ResultParam& param, const std::string& text) {
+    if (!mReady.load(std::memory_order_acquire)) return;
+    char line[kRecordLineSize];
+    const size_t length = formatExecutionLine(param, text.c_str(), line);
+    Buffer* buffer = reserveAndCopy(*this, param.requestNum, line, length);
+    if (buffer == nullptr) return;
+    // Queued before publication: the service thread merges a request's
+    // headline items only once the buffer holding this record has drained.
+    if (param.addToHeadline && strlen(text.c_str()) <= kMaxHeadlineTextLength) {
+        std::unique_ptr<char[]> block(new (std::nothrow) char[kHeadlineItemSize]());
+        if (block != nullptr) {
+            auto& area = *reinterpret_cast<char(*)[kHeadlineItemSize]>(block.get());
+            const int length = formatHeadlineSnippet(text.c_str(), area);
+            queueHeadlineItem(param.requestNum, HeadlineItem(std::move(block), length),
+                              /*atFront=*/false);
+        }
+    }
+    publishRecord(buffer);
+}
+
+}  // namespace scenariorecorder
+}  // namespace TuningUtils
+}  // namespace NSCam

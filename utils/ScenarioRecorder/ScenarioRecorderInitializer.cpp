@@ -1,1 +1,83 @@
-// placeholder
+// Startup and shutdown of the recorder.
+#include "ScenarioRecorderInitializer.h"
+
+#include <cutils/properties.h>
+
+#include <system_error>
+
+#include "RecorderLog.h"
+#include "RecorderProperties.h"
+#include "ScenarioRecorder.h"
+#include "ScenarioRecorderInitializerImpl.h"
+
+namespace NSCam {
+namespace TuningUtils {
+namespace scenariorecorder {
+
+namespace {
+constexpr int kStartValue = 1;
+}
+
+ScenarioRecorderInitializer::ScenarioRecorderInitializer()
+    : mImpl(std::make_unique<ScenarioRecorderInitializerImpl>()) {}
+
+ScenarioRecorderInitializer::~ScenarioRecorderInitializer() = default;
+
+// Only the value 1 starts the recorder; other non-zero values switch the
+// recorder's own enable flag on without starting it.
+ScenarioRecorderInitializerImpl::ScenarioRecorderInitializerImpl()
+    : mEnableValue(property_get_int32(kEnableProperty, 0)), mRecorder(nullptr) {
+    if (mEnableValue != kStartValue) return;
+    mRecorder = static_cast<ScenarioRecorder*>(IScenarioRecorder::getInstance());
+    mRecorder->init();
+}
+
+ScenarioRecorderInitializerImpl::~ScenarioRecorderInitializerImpl() {
+    if (mRecorder != nullptr) mRecorder->unInit();
+}
+
+// A second init while a service thread exists is refused, so the first
+// thread is never lost. A thread that cannot be created leaves the recorder
+// not ready, so records keep being dropped.
+void ScenarioRecorder::init() {
+    if (mServiceThread.joinable()) {
+        SR_LOGW("already started; ignored");
+        return;
+    }
+    mRunning.store(true);
+    try {
+        mServiceThread = std::thread(&ScenarioRecorder::serviceThreadEntry, this);
+    } catch (const std::system_error& error) {
+        mRunning.store(false);
+        mReady.store(false);
+        SR_LOGE("Unable to start the service thread: %s", error.what());
+        return;
+    }
+    mReady.store(true);
+}
+
+void ScenarioRecorder::unInit() {
+    SR_LOGD("unInit");
+    if (mRunning.load()) {
+        {
+            std::lock_guard<std::mutex> lock(mBufferLock);
+            mRunning.store(false);
+            mWorkCond.notify_all();
+        }
+        mServiceThread.join();
+        // Buffers never retired, and buffers retired after the thread's last
+        // look, are freed unwritten; outside the lock.
+        std::unordered_map<int, std::unique_ptr<Buffer>> active;
+        std::deque<std::unique_ptr<Buffer>> pending;
+        {
+            std::lock_guard<std::mutex> lock(mBufferLock);
+            active.swap(mActiveBuffers);
+            pending.swap(mPendingBuffers);
+        }
+    }
+    mReady.store(false);
+}
+
+}  // namespace scenariorecorder
+}  // namespace TuningUtils
+}  // namespace NSCam

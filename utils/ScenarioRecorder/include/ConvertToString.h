@@ -13,7 +13,7 @@ namespace TuningUtils {
 namespace scenariorecorder {
 
 class SCENARIO_RECORDER_EXPORT ConvertToString {
-public:
+  public:
     static ConvertToString& getInstance();
 
     const char* getModuleName(int module);

@@ -22,7 +22,7 @@ namespace TuningUtils {
 namespace scenariorecorder {
 
 class SCENARIO_RECORDER_EXPORT FileWriter {
-public:
+  public:
     static constexpr size_t kWriterBufferSize = 24576;
     // After an append, this many buffered bytes or more are written out; the
     // rest of the buffer (1,124 bytes) always holds one more line whole.
@@ -67,9 +67,9 @@ public:
     std::string mFolder;  // folder of the files, without a trailing slash
     char mTimeStamp[kTimeStampSize];
     char mFilePrefix[kFilePrefixSize];
-    bool mQuiet;      // silences open's and reserveSpace's routine messages
-    int mFileIndex;   // index of the next file of the series
-    int mUniqueKey;   // identities: fixed at construction
+    bool mQuiet;     // silences open's and reserveSpace's routine messages
+    int mFileIndex;  // index of the next file of the series
+    int mUniqueKey;  // identities: fixed at construction
     int mRequestNum;
     int mTagNumber;
 };

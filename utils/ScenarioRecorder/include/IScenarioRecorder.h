@@ -70,7 +70,7 @@ struct ResultParam {
 };
 
 class SCENARIO_RECORDER_EXPORT IScenarioRecorder {
-public:
+  public:
     // Reports which request and which preview or capture series a request
     // belongs to. Capture requests get their own file series; preview requests
     // share one, which starts anew when `uniqueKey` changes. May create files

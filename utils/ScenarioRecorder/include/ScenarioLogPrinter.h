@@ -10,14 +10,14 @@ namespace TuningUtils {
 namespace scenariorecorder {
 
 class SCENARIO_RECORDER_EXPORT ScenarioLogPrinter {
-public:
+  public:
     explicit ScenarioLogPrinter(int requestNum);
     ~ScenarioLogPrinter();
 
     ScenarioLogPrinter(const ScenarioLogPrinter&) = delete;
     ScenarioLogPrinter& operator=(const ScenarioLogPrinter&) = delete;
 
-private:
+  private:
     int mRequestNum;
 };
 

@@ -40,7 +40,7 @@ struct LogHeader {
 static_assert(sizeof(LogHeader) == 40, "records start 40 bytes behind their header");
 
 class SCENARIO_RECORDER_EXPORT ScenarioRecorder : public IScenarioRecorder {
-public:
+  public:
     static constexpr uint64_t kBufferDataSize = 262144;  // 256 KiB
     static constexpr uint64_t kHeadlineSize = 1024;
     static constexpr uint64_t kLogHeaderSize = sizeof(LogHeader);
@@ -116,7 +116,7 @@ public:
     // The request's own writer, or the default writer.
     FileWriter* getFileWriterFromContainer(int requestNum);
 
-private:
+  private:
     friend class ScenarioRecorderTestPeer;
 
     using HeadlineItem = std::pair<std::unique_ptr<char[]>, int>;
@@ -131,7 +131,7 @@ private:
     Buffer* waitForPendingBuffer(size_t* buffersBehind, int* priorityLevel, int flushIntervalMs);
     void writeBuffer(Buffer* buffer, size_t buffersBehind);
     void handBackBuffer(Buffer* buffer);
-    void expireOneBuffer();
+    bool expireOneBuffer(int* requestNum, int32_t* age);
 
     // Lock order: mRequestLock before mBufferLock (deregisterRequest calls
     // printLog), and mWriterLock before mNddLock (recordNddInfo). Nothing else
@@ -152,12 +152,12 @@ private:
     std::condition_variable mWorkCond;           // waited on with mBufferLock
     std::mutex mWriterLock;
     std::unordered_map<int, std::unique_ptr<FileWriter>> mFileWriters;  // guarded by mWriterLock
-    std::atomic<bool> mReady;  // records are accepted only while set
-    bool mEnabled;             // written once in the constructor, then only read
+    std::atomic<bool> mReady;                    // records are accepted only while set
+    bool mEnabled;                               // written once in the constructor, then only read
     std::unique_ptr<FileWriter> mDefaultWriter;  // guarded by mWriterLock; never null
     std::mutex mRequestLock;
     std::unordered_map<int, int> mRequestRefCounts;  // guarded by mRequestLock
-    std::thread mServiceThread;  // started and joined only by init and unInit
+    std::thread mServiceThread;                      // started and joined only by init and unInit
 
     // The writer the service thread is writing a buffer through, from its
     // choice to its hand-back; null otherwise. Guarded by mWriterLock.

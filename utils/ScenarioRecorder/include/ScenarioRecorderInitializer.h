@@ -16,14 +16,14 @@ namespace scenariorecorder {
 class ScenarioRecorderInitializerImpl;
 
 class SCENARIO_RECORDER_EXPORT ScenarioRecorderInitializer {
-public:
+  public:
     ScenarioRecorderInitializer();
     ~ScenarioRecorderInitializer();
 
     ScenarioRecorderInitializer(const ScenarioRecorderInitializer&) = delete;
     ScenarioRecorderInitializer& operator=(const ScenarioRecorderInitializer&) = delete;
 
-private:
+  private:
     std::unique_ptr<ScenarioRecorderInitializerImpl> mImpl;
 };
 

@@ -20,7 +20,7 @@ namespace Utils {
 namespace ULog {
 
 class ULogger {
-public:
+  public:
     virtual ~ULogger();
 
     // Receives one formatted line: the module id of the reporter, the log tag,
