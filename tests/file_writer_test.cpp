@@ -1,0 +1,277 @@
+// FileWriter on real files: names of a series, the line buffer's write-out,
+// rotation, over-long lines, and the fall-back folder.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <memory>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "FileWriter.h"
+#include "support/LogCapture.h"
+#include "support/Sandbox.h"
+#include "support/TempDir.h"
+
+using NSCam::TuningUtils::scenariorecorder::FileWriter;
+using testsupport::listFiles;
+using testsupport::LogCapture;
+using testsupport::readFile;
+using testsupport::readLines;
+using testsupport::TempDir;
+
+namespace {
+
+constexpr const char* kPrefix = "000001234_0017_0003_capture_";
+
+std::unique_ptr<FileWriter> openWriter(const std::string& folder, const char* prefix = kPrefix) {
+    auto writer = std::make_unique<FileWriter>(1234, 17, 3);
+    writer->mFolder = folder;
+    writer->open(true, prefix, false);
+    return writer;
+}
+
+std::string localTimeStamp() {
+    const time_t now = time(nullptr);
+    tm local = {};
+    localtime_r(&now, &local);
+    char text[40];
+    strftime(text, sizeof(text), "%Y_%m%d_%H%M%S", &local);
+    return text;
+}
+
+off_t fileSize(const std::string& path) {
+    struct stat info;
+    return stat(path.c_str(), &info) == 0 ? info.st_size : -1;
+}
+
+bool endsWith(const std::string& text, const std::string& tail) {
+    return text.size() >= tail.size() &&
+           text.compare(text.size() - tail.size(), tail.size(), tail) == 0;
+}
+
+TEST(FileWriterSeries, FirstFileIsNamedFromPrefixLocalTimeAndIndex01) {
+    TempDir dir;
+    LogCapture capture;
+    const std::string before = localTimeStamp();
+    auto writer = openWriter(dir.path());
+    const std::string after = localTimeStamp();
+    ASSERT_GE(writer->mFd, 0);
+    EXPECT_EQ(writer->mFileIndex, 2);
+
+    const std::vector<std::string> files = listFiles(dir.path());
+    ASSERT_EQ(files.size(), 1u);
+    std::smatch match;
+    const std::regex pattern(
+        "000001234_0017_0003_capture__(\\d{4}_\\d{4}_\\d{6})_TuningLog_01\\.txt");
+    ASSERT_TRUE(std::regex_match(files[0], match, pattern)) << files[0];
+    EXPECT_TRUE(match[1] == before || match[1] == after) << match[1];
+    EXPECT_EQ(capture.androidLinesContaining("[open] Write log to " + dir.file(files[0])).size(),
+              1u);
+}
+
+TEST(FileWriterSeries, PrefixIsCutTo29Characters) {
+    TempDir dir;
+    auto writer = openWriter(dir.path(), "abcdefghijklmnopqrstuvwxyz0123456789");
+    EXPECT_STREQ(writer->mFilePrefix, "abcdefghijklmnopqrstuvwxyz012");
+    const std::vector<std::string> files = listFiles(dir.path());
+    ASSERT_EQ(files.size(), 1u);
+    EXPECT_EQ(files[0].rfind("abcdefghijklmnopqrstuvwxyz012_2", 0), 0u) << files[0];
+}
+
+TEST(FileWriterSeries, IndexGrowsPast99AndANewSeriesStartsAt01) {
+    TempDir dir;
+    auto writer = openWriter(dir.path());
+    writer->close();
+    writer->open(false, "", false);
+    writer->close();
+    writer->mFileIndex = 99;
+    writer->open(false, "", false);
+    writer->close();
+    writer->open(false, "", false);
+    writer->close();
+    std::vector<std::string> files = listFiles(dir.path());
+    ASSERT_EQ(files.size(), 4u);
+    EXPECT_TRUE(endsWith(files[0], "_TuningLog_01.txt")) << files[0];
+    EXPECT_TRUE(endsWith(files[1], "_TuningLog_02.txt")) << files[1];
+    EXPECT_TRUE(endsWith(files[2], "_TuningLog_100.txt")) << files[2];
+    EXPECT_TRUE(endsWith(files[3], "_TuningLog_99.txt")) << files[3];
+
+    snprintf(writer->mTimeStamp, sizeof(writer->mTimeStamp), "old");
+    ASSERT_TRUE(writer->open(true, "next_", false));
+    EXPECT_EQ(writer->mFileIndex, 2);
+    EXPECT_EQ(strlen(writer->mTimeStamp), 16u);
+    const std::string expected = std::string("next__") + writer->mTimeStamp + "_TuningLog_01.txt";
+    EXPECT_EQ(fileSize(dir.file(expected)), 0) << expected;
+}
+
+TEST(FileWriterSeries, AFileOfTheSameNameIsAppendedTo) {
+    TempDir dir;
+    auto writer = openWriter(dir.path());
+    writer->onWriteLog("first series");
+    writer->close();
+    writer->mFileIndex = 1;
+    ASSERT_TRUE(writer->open(false, "", false));
+    writer->onWriteLog("second series");
+    writer.reset();
+    const std::vector<std::string> files = listFiles(dir.path());
+    ASSERT_EQ(files.size(), 1u);
+    EXPECT_EQ(readFile(dir.file(files[0])), "first series\nsecond series\n");
+}
+
+TEST(FileWriterBuffer, WritesOutAtExactly23452BufferedBytes) {
+    TempDir dir;
+    auto writer = openWriter(dir.path());
+    const std::string path = dir.file(listFiles(dir.path()).at(0));
+    const std::string record(1023, 'r');
+    for (int i = 0; i < 22; ++i) writer->onWriteLog(record.c_str());
+    writer->onWriteLog(std::string(922, 's').c_str());
+    EXPECT_EQ(writer->mBufferedBytes, 23451u);
+    EXPECT_EQ(writer->mBufferCursor, writer->mBuffer + 23451);
+    EXPECT_EQ(fileSize(path), 0);
+
+    writer->onWriteLog("");
+    EXPECT_EQ(writer->mBufferedBytes, 0u);
+    EXPECT_EQ(writer->mBufferCursor, writer->mBuffer);
+    EXPECT_EQ(fileSize(path), 23452);
+    EXPECT_EQ(writer->mFileBytes, 23452u);
+}
+
+TEST(FileWriterBuffer, WithoutAFileLinesAreDroppedAndCloseLeavesTheBuffer) {
+    TempDir dir;
+    FileWriter writer(-1, -1, -1);
+    EXPECT_EQ(writer.mFd, -1);
+    EXPECT_EQ(writer.mFileIndex, 1);
+    EXPECT_EQ(writer.mBufferedBytes, 0u);
+    writer.mFolder = dir.path();
+    writer.onWriteLog("never");
+    writer.onWriteLog("written");
+    writer.close();
+    EXPECT_EQ(writer.mBufferedBytes, 14u);
+    writer.flush(true);
+    EXPECT_EQ(writer.mBufferedBytes, 0u);
+    EXPECT_EQ(writer.mBufferCursor, writer.mBuffer);
+    EXPECT_TRUE(listFiles(dir.path()).empty());
+}
+
+TEST(FileWriterBuffer, DestroyingAnOpenWriterWritesItsBufferedLines) {
+    TempDir dir;
+    auto writer = openWriter(dir.path());
+    const std::string path = dir.file(listFiles(dir.path()).at(0));
+    writer->onWriteLog("one");
+    writer->onWriteLog("two");
+    EXPECT_EQ(fileSize(path), 0);
+    writer.reset();
+    EXPECT_EQ(readFile(path), "one\ntwo\n");
+}
+
+TEST(FileWriterBuffer, OverlongLinesReachTheFileWholeAndInOrder) {
+    TempDir dir;
+    auto writer = openWriter(dir.path());
+    const std::string path = dir.file(listFiles(dir.path()).at(0));
+    const std::string record(1023, 'r');
+    for (int i = 0; i < 22; ++i) writer->onWriteLog(record.c_str());
+    const std::string longer(3000, 'l');
+    writer->onWriteLog(longer.c_str());
+    EXPECT_EQ(fileSize(path), 22 * 1024);
+    EXPECT_EQ(writer->mBufferedBytes, 3001u);
+
+    const std::string huge(30000, 'h');
+    writer->onWriteLog(huge.c_str());
+    EXPECT_EQ(writer->mBufferedBytes, 0u);
+    EXPECT_EQ(fileSize(path), 22 * 1024 + 3001 + 30001);
+    writer->onWriteLog("tail");
+    EXPECT_EQ(writer->mFileBytes, 22u * 1024 + 3001 + 30001 + 5);
+    writer.reset();
+
+    const std::vector<std::string> lines = readLines(path);
+    ASSERT_EQ(lines.size(), 25u);
+    EXPECT_EQ(lines[21], record);
+    EXPECT_EQ(lines[22], longer);
+    EXPECT_EQ(lines[23], huge);
+    EXPECT_EQ(lines[24], "tail");
+}
+
+TEST(FileWriterRotation, RotatesOnlyPastTheLimitAndContinuesInTheNextFile) {
+    TempDir dir;
+    auto writer = openWriter(dir.path());
+    writer->onWriteLog("head");
+    writer->mFileBytes = FileWriter::kRotationSize - 10;
+    writer->onWriteLog("123456789");
+    EXPECT_EQ(writer->mFileBytes, FileWriter::kRotationSize);
+    EXPECT_EQ(listFiles(dir.path()).size(), 1u);
+
+    writer->onWriteLog("crossing");
+    EXPECT_EQ(writer->mFileBytes, 0u);
+    EXPECT_EQ(writer->mFileIndex, 3);
+    writer->onWriteLog("after");
+    writer.reset();
+
+    const std::vector<std::string> files = listFiles(dir.path());
+    ASSERT_EQ(files.size(), 2u);
+    EXPECT_EQ(readFile(dir.file(files[0])), "head\n123456789\ncrossing\n");
+    EXPECT_EQ(readFile(dir.file(files[1])), "-- CONTINUED --\nafter\n");
+    EXPECT_TRUE(endsWith(files[1], "_TuningLog_02.txt"));
+}
+
+TEST(FileWriterFallback, UnwritableFolderFallsBackToDataVendorAndReportsBothFailures) {
+    if (access("/data/vendor", W_OK) == 0) {
+        GTEST_SKIP() << "/data/vendor is writable on this host; the test must not write there";
+    }
+    TempDir dir;
+    testsupport::writeFile(dir.file("file"), "not a folder");
+    const std::string folder = dir.file("file") + "/sub";
+    LogCapture capture;
+    auto writer = openWriter(folder);
+    EXPECT_EQ(writer->mFd, -1);
+    EXPECT_EQ(writer->mFileIndex, 1);
+    EXPECT_EQ(writer->mFolder, "/data/vendor");
+    EXPECT_EQ(capture
+                  .androidLinesContaining("[open] File writer: file open failed " + folder + "/" +
+                                          kPrefix + "_")
+                  .size(),
+              1u);
+    EXPECT_EQ(capture
+                  .androidLinesContaining("[open] Unable to open file. Please disable SELinux "
+                                          "and restart lumenhostd. !!!")
+                  .size(),
+              1u);
+
+    capture.clear();
+    FileWriter quiet(1, 2, 3);
+    quiet.mFolder = folder;
+    EXPECT_FALSE(quiet.open(true, kPrefix, true));
+    EXPECT_TRUE(capture.lines().empty());
+}
+
+TEST(FileWriterFallback, FilesLandInDataVendorUnderTheSameNameAndStayThere) {
+    TempDir dir;
+    const int result = testsupport::runInSandbox([&dir]() -> int {
+        if (chroot(dir.path().c_str()) != 0 || chdir("/") != 0)
+            return testsupport::kSandboxUnavailable;
+        if (mkdir("/data", 0755) != 0 || mkdir("/data/vendor", 0755) != 0) return 1;
+        testsupport::writeFile("/blocker", "not a folder");
+        auto writer = openWriter("/blocker/sub");
+        if (writer->mFd < 0) return 2;
+        writer->onWriteLog("first file");
+        writer->mFileBytes = FileWriter::kRotationSize;
+        writer->onWriteLog("crossing");
+        writer->onWriteLog("second file");
+        return writer->mFolder == "/data/vendor" ? 0 : 3;
+    });
+    if (result == testsupport::kSandboxUnavailable) {
+        GTEST_SKIP() << "user namespaces or chroot are not permitted here";
+    }
+    ASSERT_EQ(result, 0);
+    const std::string vendor = dir.path() + "/data/vendor";
+    const std::vector<std::string> files = listFiles(vendor);
+    ASSERT_EQ(files.size(), 2u);
+    EXPECT_EQ(files[0].rfind(std::string(kPrefix) + "_", 0), 0u) << files[0];
+    EXPECT_TRUE(endsWith(files[0], "_TuningLog_01.txt"));
+    EXPECT_EQ(readFile(vendor + "/" + files[0]), "first file\ncrossing\n");
+    EXPECT_EQ(readFile(vendor + "/" + files[1]), "-- CONTINUED --\nsecond file\n");
+}
+
+}  // namespace
