@@ -1,8 +1,10 @@
 #include "RecordFormat.h"
 
-#include <stdarg.h>
-#include <stdio.h>
 #include <string.h>
+
+#include <algorithm>
+#include <charconv>
+#include <limits>
 
 #include "NameTables.h"
 
@@ -12,75 +14,137 @@ namespace scenariorecorder {
 
 namespace {
 
-// Appends formatted pieces to a line the way successive bounded formats do:
-// each piece gets the room left as its limit, and both the room and the
-// position move by the piece's untruncated length.
-class LineBuilder {
+constexpr size_t kMaxLineChars = kRecordLineSize - 1;
+constexpr size_t kMaxSnippetChars = kHeadlineItemSize - 1;
+// "-2147483648" is the longest decimal of a 32-bit int.
+constexpr size_t kMaxIntChars = std::numeric_limits<int>::digits10 + 2;
+
+// Writes pieces into a line as successive bounded formats would: mTotal is
+// the sum of the pieces' untruncated lengths, and only the characters that
+// fall within the first kMaxLineChars are stored. A piece cut short leaves
+// mTotal at or above kMaxLineChars + 1, so every later piece is only counted.
+class LineWriter {
   public:
-    explicit LineBuilder(char (&line)[kRecordLineSize]) : mLine(line) {
-        memset(mLine, 0, kRecordLineSize);
-    }
+    explicit LineWriter(char* line) : mLine(line) {}
 
-    __attribute__((format(printf, 2, 3))) void append(const char* format, ...) {
-        va_list args;
-        va_start(args, format);
-        // Once the room is used up, later pieces are only counted: a room of
-        // 0 or less is never passed on as a limit.
-        int count;
-        if (mTotal < static_cast<long>(kRecordLineSize)) {
-            count = vsnprintf(mLine + mTotal, kRecordLineSize - mTotal, format, args);
-        } else {
-            count = vsnprintf(nullptr, 0, format, args);
+    void append(const char* chars, size_t count) {
+        if (mTotal + count <= kMaxLineChars) {
+            memcpy(mLine + mTotal, chars, count);
+        } else if (mTotal < kMaxLineChars) {
+            memcpy(mLine + mTotal, chars, kMaxLineChars - mTotal);
         }
-        va_end(args);
-        if (count > 0) mTotal += count;
+        mTotal += count;
     }
 
-    size_t storedLength() const {
-        return mTotal < static_cast<long>(kRecordLineSize) ? static_cast<size_t>(mTotal) + 1
-                                                           : kRecordLineSize;
+    template <size_t N>
+    void appendLiteral(const char (&literal)[N]) {
+        append(literal, N - 1);
+    }
+
+    void append(TableName name) { append(name.text, name.length); }
+    void append(RecordText text) { append(text.chars, text.length); }
+
+    // Converts straight into the line when the longest number fits there.
+    void appendNumber(int value) {
+        if (mTotal + kMaxIntChars <= kMaxLineChars) {
+            char* end = std::to_chars(mLine + mTotal, mLine + mTotal + kMaxIntChars, value).ptr;
+            mTotal = static_cast<size_t>(end - mLine);
+            return;
+        }
+        char digits[kMaxIntChars];
+        char* end = std::to_chars(digits, digits + kMaxIntChars, value).ptr;
+        append(digits, static_cast<size_t>(end - digits));
+    }
+
+    // Terminates the stored characters; returns the stored length L.
+    size_t finish() {
+        const size_t length = mTotal < kMaxLineChars ? mTotal + 1 : kRecordLineSize;
+        mLine[length - 1] = '\0';
+        return length;
     }
 
   private:
     char* mLine;
-    long mTotal = 0;
+    size_t mTotal = 0;
 };
 
-void appendOptionalNumbers(LineBuilder& builder, int sensorId, int frameNum, int magicNum) {
-    if (sensorId != -1) builder.append("[SensorId: %d]", sensorId);
-    if (frameNum != -1) builder.append("[FrameNum: %d]", frameNum);
-    if (magicNum != -1) builder.append("[MagicNum: %d]", magicNum);
+void appendOptionalNumbers(LineWriter& writer, int sensorId, int frameNum, int magicNum) {
+    if (sensorId != -1) {
+        writer.appendLiteral("[SensorId: ");
+        writer.appendNumber(sensorId);
+        writer.appendLiteral("]");
+    }
+    if (frameNum != -1) {
+        writer.appendLiteral("[FrameNum: ");
+        writer.appendNumber(frameNum);
+        writer.appendLiteral("]");
+    }
+    if (magicNum != -1) {
+        writer.appendLiteral("[MagicNum: ");
+        writer.appendNumber(magicNum);
+        writer.appendLiteral("]");
+    }
 }
 
 }  // namespace
 
-size_t formatDecisionLine(const DecisionParam& param, const char* text,
+RecordText toRecordText(const std::string& text) {
+    const void* nul = memchr(text.data(), '\0', text.size());
+    const size_t length = nul != nullptr
+                              ? static_cast<size_t>(static_cast<const char*>(nul) - text.data())
+                              : text.size();
+    return {text.data(), length};
+}
+
+size_t formatDecisionLine(const DecisionParam& param, RecordText text,
                           char (&line)[kRecordLineSize]) {
-    LineBuilder builder(line);
-    appendOptionalNumbers(builder, param.sensorId, param.frameNum, param.magicNum);
-    builder.append("[ModuleName: %s][Decision: %s]", lookupModuleName(param.moduleId).text,
-                   lookupDecisionName(param.decisionType).text);
-    builder.append(" %s", text);
-    return builder.storedLength();
+    LineWriter writer(line);
+    appendOptionalNumbers(writer, param.sensorId, param.frameNum, param.magicNum);
+    writer.appendLiteral("[ModuleName: ");
+    writer.append(lookupModuleName(param.moduleId));
+    writer.appendLiteral("][Decision: ");
+    writer.append(lookupDecisionName(param.decisionType));
+    writer.appendLiteral("] ");
+    writer.append(text);
+    return writer.finish();
 }
 
-size_t formatExecutionLine(const ResultParam& param, const char* text,
+size_t formatExecutionLine(const ResultParam& param, RecordText text,
                            char (&line)[kRecordLineSize]) {
-    LineBuilder builder(line);
-    appendOptionalNumbers(builder, param.sensorId, param.frameNum, param.magicNum);
-    builder.append("[ModuleName: %s]", lookupModuleName(param.moduleId).text);
-    builder.append("[%s]", lookupStageName(param.stageId).text);
-    builder.append("[Result: %s]", lookupDecisionName(param.decisionType).text);
-    builder.append(" %s", text);
-    return builder.storedLength();
+    LineWriter writer(line);
+    appendOptionalNumbers(writer, param.sensorId, param.frameNum, param.magicNum);
+    writer.appendLiteral("[ModuleName: ");
+    writer.append(lookupModuleName(param.moduleId));
+    writer.appendLiteral("][");
+    writer.append(lookupStageName(param.stageId));
+    writer.appendLiteral("][Result: ");
+    writer.append(lookupDecisionName(param.decisionType));
+    writer.appendLiteral("] ");
+    writer.append(text);
+    return writer.finish();
 }
 
-int formatHeadlineSnippet(const char* text, char (&block)[kHeadlineItemSize]) {
-    return snprintf(block, kHeadlineItemSize, ", %s", text);
+int formatHeadlineSnippet(RecordText text, char (&block)[kHeadlineItemSize]) {
+    constexpr size_t kPrefixLength = 2;
+    memcpy(block, ", ", kPrefixLength);
+    const size_t room = kMaxSnippetChars - kPrefixLength;
+    const size_t stored = text.length < room ? text.length : room;
+    memcpy(block + kPrefixLength, text.chars, stored);
+    block[kPrefixLength + stored] = '\0';
+    return static_cast<int>(kPrefixLength + text.length);
 }
 
 int formatNddText(int uniqueKey, int requestNum, char (&block)[kHeadlineItemSize]) {
-    return snprintf(block, kHeadlineItemSize, "[UKey: %d][ReqNum: %d]", uniqueKey, requestNum);
+    static constexpr char kKeyLabel[] = "[UKey: ";
+    static constexpr char kRequestLabel[] = "][ReqNum: ";
+    char* cursor = block;
+    cursor = std::copy(kKeyLabel, kKeyLabel + sizeof(kKeyLabel) - 1, cursor);
+    cursor = std::to_chars(cursor, cursor + kMaxIntChars, uniqueKey).ptr;
+    cursor = std::copy(kRequestLabel, kRequestLabel + sizeof(kRequestLabel) - 1, cursor);
+    cursor = std::to_chars(cursor, cursor + kMaxIntChars, requestNum).ptr;
+    *cursor++ = ']';
+    *cursor = '\0';
+    return static_cast<int>(cursor - block);
 }
 
 }  // namespace scenariorecorder

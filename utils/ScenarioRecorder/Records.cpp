@@ -36,24 +36,25 @@ ScenarioRecorder::Buffer* reserveAndCopy(ScenarioRecorder& recorder, int request
 void ScenarioRecorder::submitDecisionRecord(const DecisionParam& param, const std::string& text) {
     if (!mReady.load(std::memory_order_acquire)) return;
     char line[kRecordLineSize];
-    const size_t length = formatDecisionLine(param, text.c_str(), line);
+    const size_t length = formatDecisionLine(param, toRecordText(text), line);
     Buffer* buffer = reserveAndCopy(*this, param.requestNum, line, length);
     if (buffer != nullptr) publishRecord(buffer);
 }
 
 void ScenarioRecorder::submitExecutionRecord(const ResultParam& param, const std::string& text) {
     if (!mReady.load(std::memory_order_acquire)) return;
+    const RecordText recordText = toRecordText(text);
     char line[kRecordLineSize];
-    const size_t length = formatExecutionLine(param, text.c_str(), line);
+    const size_t length = formatExecutionLine(param, recordText, line);
     Buffer* buffer = reserveAndCopy(*this, param.requestNum, line, length);
     if (buffer == nullptr) return;
     // Queued before publication: the service thread merges a request's
     // headline items only once the buffer holding this record has drained.
-    if (param.addToHeadline && strlen(text.c_str()) <= kMaxHeadlineTextLength) {
+    if (param.addToHeadline && recordText.length <= kMaxHeadlineTextLength) {
         std::unique_ptr<char[]> block(new (std::nothrow) char[kHeadlineItemSize]());
         if (block != nullptr) {
             auto& area = *reinterpret_cast<char(*)[kHeadlineItemSize]>(block.get());
-            const int length = formatHeadlineSnippet(text.c_str(), area);
+            const int length = formatHeadlineSnippet(recordText, area);
             queueHeadlineItem(param.requestNum, HeadlineItem(std::move(block), length),
                               /*atFront=*/false);
         }
