@@ -1,0 +1,238 @@
+#include "CommandLine.h"
+
+#include <charconv>
+#include <map>
+
+namespace scenariolog {
+
+const char* const kHelpText =
+    R"(Usage: scenario-log COMMAND [options] FOLDER|FILE...
+
+Reads tuning log files ("<prefix>_<time stamp>_TuningLog_<NN>.txt"). A FOLDER
+is read for the files directly in it; files of one series (same prefix and time
+stamp) are read in index order across "-- CONTINUED --", series in time stamp
+order. Files stream through in bounded memory, whatever their size.
+
+Commands:
+  summary            per file series: its files, the requests it holds, and
+                     record counts by module, decision, stage and result
+  show --req N       the headlines and records of request N, in written order,
+                     across preview and capture series
+  grep [filters]     the records that match every given filter:
+      --module NAME      module name, exact
+      --decision NAME    decision name, exact (decision records only)
+      --stage NAME       stage name, exact (execution records only)
+      --result NAME      result name, exact (execution records only)
+      --sensor N         sensor id
+      --frame N          frame number
+      --magic N          magic number
+      --text PATTERN     plain substring of the record's text (no wildcards)
+
+Options:
+  --json             one JSON object per line on standard output, each with a
+                     "type": "series" and "totals" (summary), "headline" and
+                     "record" (show, grep), "problem" (all commands)
+  -h, --help         this text
+  --                 ends the options; arguments starting with "--" after it
+                     are inputs (names of negative prefixes start with "-")
+
+Requests: a capture series holds the request of its file name. In a preview
+series a block (a headline line and the records after it) belongs to the
+request of its headline's "[ReqNum: N]"; a block whose headline has none is
+counted as "unknown request", never guessed.
+
+Problems (unreadable inputs, files with foreign names, lines that are neither a
+headline nor a record such as a torn last line or the rest of a text with a
+line break, lines over 64 KiB) are listed with file and line on standard error
+(with --json: as "problem" objects on standard output); the report goes on.
+
+Exit status: 0 when every input was read and understood, 1 when the report is
+complete but some input had problems, 2 on bad usage (one-line error).
+)";
+
+namespace {
+
+using TextField = std::optional<std::string> RecordFilter::*;
+using NumberField = std::optional<int> RecordFilter::*;
+
+const std::map<std::string, TextField>& textFilters() {
+    static const std::map<std::string, TextField> filters = {
+        {"--module", &RecordFilter::module}, {"--decision", &RecordFilter::decision},
+        {"--stage", &RecordFilter::stage},   {"--result", &RecordFilter::result},
+        {"--text", &RecordFilter::text},
+    };
+    return filters;
+}
+
+const std::map<std::string, NumberField>& numberFilters() {
+    static const std::map<std::string, NumberField> filters = {
+        {"--sensor", &RecordFilter::sensorId},
+        {"--frame", &RecordFilter::frameNum},
+        {"--magic", &RecordFilter::magicNum},
+    };
+    return filters;
+}
+
+std::optional<int> parseInt(const std::string& text) {
+    int value = 0;
+    const char* end = text.data() + text.size();
+    const auto result = std::from_chars(text.data(), end, value);
+    if (text.empty() || result.ec != std::errc() || result.ptr != end) return std::nullopt;
+    return value;
+}
+
+std::optional<Command> parseCommand(const std::string& word) {
+    if (word == "summary") return Command::kSummary;
+    if (word == "show") return Command::kShow;
+    if (word == "grep") return Command::kGrep;
+    if (word == "--help" || word == "-h" || word == "help") return Command::kHelp;
+    return std::nullopt;
+}
+
+class Parser {
+  public:
+    explicit Parser(const std::vector<std::string>& args) : mArgs(args) {}
+    CommandLine run();
+
+  private:
+    bool parseArgument(std::size_t& i);
+    bool parseOption(const std::string& name, std::size_t& i);
+    bool takeValue(const std::string& name, std::size_t& i, std::string& value);
+    bool takeNumber(const std::string& name, std::size_t& i, std::optional<int>& number);
+    bool fail(const std::string& error) {
+        mResult.error = error;
+        return false;
+    }
+    bool checkComplete();
+
+    const std::vector<std::string>& mArgs;
+    Options mOptions;
+    CommandLine mResult;
+    std::optional<std::string> mInlineValue;  // the value of "--name=value"
+    bool mOptionsEnded = false;
+    bool mHelp = false;
+};
+
+CommandLine Parser::run() {
+    if (mArgs.empty()) {
+        mResult.error = "missing command (summary, show or grep); see --help";
+        return mResult;
+    }
+    const auto command = parseCommand(mArgs[0]);
+    if (!command) {
+        mResult.error = "unknown command '" + mArgs[0] + "'; see --help";
+        return mResult;
+    }
+    mOptions.command = *command;
+    for (std::size_t i = 1; i < mArgs.size(); ++i) {
+        if (!parseArgument(i)) return mResult;
+    }
+    if (mHelp) mOptions.command = Command::kHelp;
+    if (mOptions.command == Command::kHelp || checkComplete()) mResult.options = mOptions;
+    return mResult;
+}
+
+bool Parser::parseArgument(std::size_t& i) {
+    const std::string& arg = mArgs[i];
+    if (mOptionsEnded || arg.rfind("--", 0) != 0) {
+        if (arg == "-h" && !mOptionsEnded) {
+            mHelp = true;
+        } else {
+            mOptions.inputs.push_back(arg);
+        }
+        return true;
+    }
+    if (arg == "--") {
+        mOptionsEnded = true;
+        return true;
+    }
+    const std::size_t equals = arg.find('=');
+    if (equals == std::string::npos) return parseOption(arg, i);
+    // "--name=value" is taken as "--name value".
+    mInlineValue = arg.substr(equals + 1);
+    const std::string name = arg.substr(0, equals);
+    if (!parseOption(name, i)) return false;
+    if (mInlineValue) return fail("option " + name + " takes no value");
+    return true;
+}
+
+bool Parser::parseOption(const std::string& name, std::size_t& i) {
+    if (name == "--help") {
+        mHelp = true;
+        return true;
+    }
+    if (name == "--json") {
+        mOptions.json = true;
+        return true;
+    }
+    if (name == "--req") {
+        if (mOptions.command != Command::kShow) return fail("--req is an option of show");
+        return takeNumber(name, i, mOptions.request);
+    }
+    const auto text = textFilters().find(name);
+    const auto number = numberFilters().find(name);
+    const bool isFilter = text != textFilters().end() || number != numberFilters().end();
+    if (!isFilter) return fail("unknown option " + name + "; see --help");
+    if (mOptions.command != Command::kGrep) return fail(name + " is an option of grep");
+    if (number != numberFilters().end()) {
+        return takeNumber(name, i, mOptions.filter.*(number->second));
+    }
+    std::string value;
+    if (!takeValue(name, i, value)) return false;
+    mOptions.filter.*(text->second) = value;
+    return true;
+}
+
+bool Parser::takeValue(const std::string& name, std::size_t& i, std::string& value) {
+    if (mInlineValue) {
+        value = *mInlineValue;
+        mInlineValue.reset();
+        return true;
+    }
+    if (i + 1 >= mArgs.size()) return fail("option " + name + " needs a value");
+    value = mArgs[++i];
+    return true;
+}
+
+bool Parser::takeNumber(const std::string& name, std::size_t& i, std::optional<int>& number) {
+    std::string value;
+    if (!takeValue(name, i, value)) return false;
+    number = parseInt(value);
+    return number.has_value() ||
+           fail("option " + name + " needs a whole number, not '" + value + "'");
+}
+
+bool Parser::checkComplete() {
+    if (mOptions.command == Command::kShow && !mOptions.request) {
+        return fail("show needs --req N");
+    }
+    if (mOptions.inputs.empty()) return fail("missing FOLDER or FILE to read");
+    return true;
+}
+
+bool equals(const std::optional<std::string>& wanted, std::string_view actual) {
+    return !wanted || *wanted == actual;
+}
+
+bool equals(const std::optional<int>& wanted, const std::optional<int>& actual) {
+    return !wanted || wanted == actual;
+}
+
+}  // namespace
+
+bool RecordFilter::matches(const Record& record) const {
+    const bool isDecision = record.kind == RecordKind::kDecision;
+    if (decision && !isDecision) return false;
+    if ((stage || result) && isDecision) return false;
+    return equals(module, record.module) && equals(decision, record.decision) &&
+           equals(stage, record.stage) && equals(result, record.result) &&
+           equals(sensorId, record.sensorId) && equals(frameNum, record.frameNum) &&
+           equals(magicNum, record.magicNum) &&
+           (!text || record.text.find(*text) != std::string_view::npos);
+}
+
+CommandLine parseCommandLine(const std::vector<std::string>& args) {
+    return Parser(args).run();
+}
+
+}  // namespace scenariolog

@@ -1,0 +1,46 @@
+// Command line of scenario-log: COMMAND [options] FOLDER|FILE...
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "LogParser.h"
+
+namespace scenariolog {
+
+enum class Command { kSummary, kShow, kGrep, kHelp };
+
+// The record filters of `grep`; every given filter must match.
+struct RecordFilter {
+    std::optional<std::string> module;
+    std::optional<std::string> decision;  // decision records only
+    std::optional<std::string> stage;     // execution records only
+    std::optional<std::string> result;    // execution records only
+    std::optional<int> sensorId;
+    std::optional<int> frameNum;
+    std::optional<int> magicNum;
+    std::optional<std::string> text;  // substring of the record's text
+
+    bool matches(const Record& record) const;
+};
+
+struct Options {
+    Command command = Command::kHelp;
+    bool json = false;
+    std::optional<int> request;  // show --req
+    RecordFilter filter;
+    std::vector<std::string> inputs;
+};
+
+struct CommandLine {
+    std::optional<Options> options;  // absent on bad usage
+    std::string error;               // one line saying what is wrong
+};
+
+// `args` without the program name.
+CommandLine parseCommandLine(const std::vector<std::string>& args);
+
+extern const char* const kHelpText;
+
+}  // namespace scenariolog

@@ -1,0 +1,18 @@
+// The whole program behind main(): parses the command line, reads the inputs
+// and prints the report.
+#pragma once
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace scenariolog {
+
+constexpr int kExitClean = 0;     // every input read and understood
+constexpr int kExitProblems = 1;  // report complete, some input had problems
+constexpr int kExitUsage = 2;     // bad usage
+
+// `args` without the program name.
+int runScenarioLog(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
+
+}  // namespace scenariolog
