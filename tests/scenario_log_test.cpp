@@ -242,6 +242,13 @@ TEST(ScenarioLogProblems, ListsAFewPerFileAndCountsAll) {
     EXPECT_EQ(listed.back(), "b.txt: foreign");
     EXPECT_EQ(problems.count(), ProblemReport::kListedPerFile + 8);
     EXPECT_EQ(out.str(), "");
+
+    ProblemReport json(out, err, true);
+    json.report("b\".txt", std::nullopt, "foreign");
+    json.report("b\".txt", 3, "torn");
+    EXPECT_EQ(out.str(),
+              "{\"type\":\"problem\",\"file\":\"b\\\".txt\",\"line\":null,\"reason\":\"foreign\"}\n"
+              "{\"type\":\"problem\",\"file\":\"b\\\".txt\",\"line\":3,\"reason\":\"torn\"}\n");
 }
 
 TEST(ScenarioLogReport, SummaryCountsPerSeries) {
