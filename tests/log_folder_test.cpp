@@ -1,0 +1,86 @@
+// Choice of the log folder: the property's folder, its fall-backs and the
+// last resort. The built-in fall-backs live under /data; where this machine
+// has /data, the cases that would create folders there are skipped.
+#include <cutils/properties.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "ScenarioRecorder.h"
+#include "support/LogCapture.h"
+#include "support/TempDir.h"
+
+namespace NSCam {
+namespace TuningUtils {
+namespace scenariorecorder {
+namespace {
+
+constexpr const char* kFolderProperty = "vendor.debug.camera.scenariorecorder.folder";
+
+bool hostHasData() {
+    return access("/data", F_OK) == 0;
+}
+
+class LogFolder : public ::testing::Test {
+  protected:
+    ~LogFolder() override { property_set(kFolderProperty, ""); }
+
+    std::string folderFor(const std::string& property, unsigned long size = 128) {
+        property_set(kFolderProperty, property.c_str());
+        char area[128] = {};
+        mRecorder.getFolderPath(area, size);
+        return area;
+    }
+
+    testsupport::TempDir mDir;
+    testsupport::LogCapture mLogs;
+    ScenarioRecorder mRecorder;
+};
+
+TEST_F(LogFolder, PropertysFolderIsCreatedWithoutAMessage) {
+    const std::string folder = mDir.file("logs");
+    EXPECT_EQ(folderFor(folder), folder);
+    struct stat info;
+    ASSERT_EQ(stat(folder.c_str(), &info), 0);
+    EXPECT_TRUE(S_ISDIR(info.st_mode));
+    EXPECT_EQ(info.st_mode & 0777, 0771u & ~static_cast<unsigned>(umask(022)));
+    EXPECT_EQ(folderFor(folder), folder) << "an existing folder is used unchanged";
+    EXPECT_TRUE(mLogs.lines().empty());
+}
+
+TEST_F(LogFolder, RegularFileAtThePathCountsAsTheFolder) {
+    const std::string file = mDir.file("plain");
+    testsupport::writeFile(file, "x");
+    EXPECT_EQ(folderFor(file), file);
+    EXPECT_TRUE(mLogs.lines().empty());
+}
+
+TEST_F(LogFolder, UncreatableFolderFallsBackToTheLastResort) {
+    if (hostHasData()) GTEST_SKIP() << "this machine has /data; fall-backs would be created there";
+    const std::string folder = mDir.file("missing/sub");
+    EXPECT_EQ(folderFor(folder), "/data/vendor");
+    EXPECT_EQ(
+        mLogs.unifiedLinesContaining("[getFolderPath] mkdir(" + folder + ") failed, errno = 2")
+            .size(),
+        1u);
+    EXPECT_TRUE(mLogs.unifiedLinesContaining("OK").empty());
+}
+
+TEST_F(LogFolder, FallbackThatDoesNotFitIsReported) {
+    if (hostHasData()) GTEST_SKIP() << "this machine has /data; fall-backs would be created there";
+    EXPECT_EQ(folderFor(mDir.file("missing/sub"), 20), "/data/vendor");
+    EXPECT_EQ(mLogs.unifiedLinesContaining("[operator()] candidatePath size is too long").size(),
+              3u);
+}
+
+TEST_F(LogFolder, NullAreaIsReported) {
+    mRecorder.getFolderPath(nullptr, 128);
+    EXPECT_EQ(mLogs.unifiedLinesContaining("[getFolderPath] folderPath is nullptr").size(), 1u);
+}
+
+}  // namespace
+}  // namespace scenariorecorder
+}  // namespace TuningUtils
+}  // namespace NSCam

@@ -1,0 +1,88 @@
+// Request registration counts and the hand-off of a request's log.
+#include <cutils/properties.h>
+#include <gtest/gtest.h>
+
+#include "ScenarioLogPrinter.h"
+#include "ScenarioRecorder.h"
+#include "support/RecorderPeer.h"
+
+namespace NSCam {
+namespace TuningUtils {
+namespace scenariorecorder {
+namespace {
+
+using Peer = ScenarioRecorderTestPeer;
+
+void addRecord(ScenarioRecorder& recorder, int requestNum) {
+    DecisionParam param;
+    param.requestNum = requestNum;
+    recorder.submitDecisionRecord(param, "r");
+}
+
+class RequestRegistry : public ::testing::Test {
+  protected:
+    RequestRegistry() { Peer::setReady(mRecorder, true); }
+    ScenarioRecorder mRecorder;
+};
+
+TEST_F(RequestRegistry, LastOfTwoRegistrationsHandsOffOnce) {
+    mRecorder.registerRequest(4);
+    mRecorder.registerRequest(4);
+    addRecord(mRecorder, 4);
+    mRecorder.deregisterRequest(4);
+    EXPECT_EQ(Peer::pendingCount(mRecorder), 0u);
+    mRecorder.deregisterRequest(4);
+    EXPECT_EQ(Peer::pendingCount(mRecorder), 1u);
+    EXPECT_EQ(Peer::requestCount(mRecorder, 4), 0) << "the entry stays";
+}
+
+TEST_F(RequestRegistry, HandOffWithoutRecordsDoesNothing) {
+    mRecorder.registerRequest(5);
+    mRecorder.deregisterRequest(5);
+    EXPECT_EQ(Peer::pendingCount(mRecorder), 0u);
+    EXPECT_EQ(Peer::activeCount(mRecorder), 0u);
+}
+
+TEST_F(RequestRegistry, FinishedRequestRegisteredAgainHandsOffAgain) {
+    mRecorder.registerRequest(6);
+    addRecord(mRecorder, 6);
+    mRecorder.deregisterRequest(6);
+    mRecorder.registerRequest(6);
+    EXPECT_EQ(Peer::requestCount(mRecorder, 6), 1);
+    addRecord(mRecorder, 6);
+    mRecorder.deregisterRequest(6);
+    EXPECT_EQ(Peer::pendingCount(mRecorder), 2u);
+}
+
+TEST_F(RequestRegistry, CountsBelowZeroDoNotHandOff) {
+    mRecorder.registerRequest(7);
+    mRecorder.deregisterRequest(7);
+    mRecorder.deregisterRequest(7);
+    EXPECT_EQ(Peer::requestCount(mRecorder, 7), -1);
+    mRecorder.registerRequest(7);
+    EXPECT_EQ(Peer::requestCount(mRecorder, 7), 0);
+    addRecord(mRecorder, 7);
+    mRecorder.deregisterRequest(7);
+    EXPECT_EQ(Peer::requestCount(mRecorder, 7), -1);
+    EXPECT_EQ(Peer::pendingCount(mRecorder), 0u);
+    EXPECT_TRUE(Peer::hasActive(mRecorder, 7));
+}
+
+TEST_F(RequestRegistry, UnknownRequestDeregistrationMakesNoEntry) {
+    mRecorder.deregisterRequest(8);
+    EXPECT_FALSE(Peer::hasRequestCount(mRecorder, 8));
+}
+
+// The process-wide recorder reads its enable switch once; this program never
+// sets the property, so the guards see a switched-off recorder.
+TEST(ScenarioLogPrinterOff, DisabledRecorderLeavesTheRegistryEmpty) {
+    auto* recorder = static_cast<ScenarioRecorder*>(IScenarioRecorder::getInstance());
+    ASSERT_FALSE(recorder->isScenarioRecorderOn());
+    { ScenarioLogPrinter guard(11); }
+    EXPECT_EQ(Peer::requestEntries(*recorder), 0u);
+}
+
+}  // namespace
+}  // namespace scenariorecorder
+}  // namespace TuningUtils
+}  // namespace NSCam
