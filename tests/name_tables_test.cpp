@@ -50,7 +50,7 @@ TEST(NameTables, StageGapsAndSharedNames) {
 
     int rows = 0;
     for (int stage = -1000; stage <= 1000; ++stage) {
-        if (sr::lookupStageName(stage).text != sr::kNoStageName.text) ++rows;
+        if (strcmp(sr::lookupStageName(stage).text, "noStageName") != 0) ++rows;
     }
     EXPECT_EQ(rows, 30);
 }
@@ -83,7 +83,7 @@ TEST(NameTables, ModuleTableHasExactly74Rows) {
     int rows = 0;
     for (uint32_t base : blocks) {
         for (uint32_t module = base; module < base + 0x1000; ++module) {
-            if (sr::lookupModuleName(module).text != sr::kNoModuleName.text) ++rows;
+            if (strcmp(sr::lookupModuleName(module).text, "noModuleName") != 0) ++rows;
         }
     }
     EXPECT_EQ(rows, 74);

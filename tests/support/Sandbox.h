@@ -1,13 +1,16 @@
-// Runs a piece of a test in a forked child that is root of its own user and
+// Runs a piece of a test in a child process that is root of its own user and
 // mount namespaces, so it may mount a small tmpfs or chroot into a temporary
 // folder without touching the host. Whatever the child must report it leaves
 // in files outside its own mounts; the parent asserts on those.
 #pragma once
 
+#include <errno.h>
 #include <fcntl.h>
 #include <sched.h>
+#include <signal.h>
 #include <stdio.h>
 #include <sys/mount.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -29,15 +32,24 @@ inline bool writeProcFile(const char* path, const std::string& text) {
     return ok;
 }
 
-// Maps the caller's ids to root of a new user namespace, with mounts of its own.
-inline bool enterNamespaces() {
-    const uid_t uid = getuid();
-    const gid_t gid = getgid();
-    if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) return false;
+// Inside the new user namespace: maps the parent's ids to root and gives
+// the child mounts of its own.
+inline bool setUpNamespaces(uid_t uid, gid_t gid) {
     return writeProcFile("/proc/self/setgroups", "deny") &&
            writeProcFile("/proc/self/uid_map", "0 " + std::to_string(uid) + " 1") &&
            writeProcFile("/proc/self/gid_map", "0 " + std::to_string(gid) + " 1") &&
            mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+}
+
+// A fork that enters new user and mount namespaces. unshare() after fork()
+// would not do: ThreadSanitizer restarts its helper thread in a forked child,
+// and a process with two threads can't enter a new user namespace. The raw
+// clone creates the namespaces with the child and runs no fork handlers; the
+// parent is single-threaded apart from sanitizer helpers, so no lock the child
+// needs is held by a thread it did not inherit.
+inline pid_t forkIntoNamespaces() {
+    return static_cast<pid_t>(syscall(SYS_clone, CLONE_NEWUSER | CLONE_NEWNS | SIGCHLD, nullptr,
+                                      nullptr, nullptr, nullptr));
 }
 
 }  // namespace sandbox_detail
@@ -46,12 +58,14 @@ inline bool enterNamespaces() {
 // exit code: kSandboxUnavailable when the namespaces can't be made, -1 when
 // the child could not be started or died of a signal.
 inline int runInSandbox(const std::function<int()>& body) {
+    const uid_t uid = getuid();
+    const gid_t gid = getgid();
     fflush(nullptr);
-    const pid_t child = fork();
-    if (child < 0) return -1;
+    const pid_t child = sandbox_detail::forkIntoNamespaces();
+    if (child < 0) return errno == EAGAIN || errno == ENOMEM ? -1 : kSandboxUnavailable;
     if (child == 0) {
         int result = kSandboxUnavailable;
-        if (sandbox_detail::enterNamespaces()) {
+        if (sandbox_detail::setUpNamespaces(uid, gid)) {
             try {
                 result = body();
             } catch (...) {
