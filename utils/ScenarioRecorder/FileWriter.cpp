@@ -55,6 +55,20 @@ bool formatTimeStamp(char (&out)[FileWriter::kTimeStampSize]) {
     return true;
 }
 
+// Fresh time stamp, index 1, the prefix cut to 29 characters (a null prefix
+// keeps the old one) and the quiet flag. False, with nothing changed, when
+// the time stamp can't be formatted.
+bool startSeries(FileWriter& writer, const char* prefix, bool quiet) {
+    if (!formatTimeStamp(writer.mTimeStamp)) return false;
+    writer.mFileIndex = 1;
+    if (prefix != nullptr) {
+        strncpy(writer.mFilePrefix, prefix, FileWriter::kFilePrefixSize);
+        writer.mFilePrefix[FileWriter::kFilePrefixSize - 1] = '\0';
+    }
+    writer.mQuiet = quiet;
+    return true;
+}
+
 // Appends the line and its newline, keeping a NUL behind them; false, with
 // nothing changed, when they don't fit into the room left.
 bool appendToBuffer(FileWriter& writer, const char* line, size_t length) {
@@ -127,17 +141,12 @@ void FileWriter::close() {
 }
 
 bool FileWriter::open(bool newSeries, const char* prefix, bool quiet) {
-    if (newSeries) {
-        if (!formatTimeStamp(mTimeStamp)) {
-            SR_LOGE("strftime failed");
-            return false;
-        }
-        mFileIndex = 1;
-        if (prefix != nullptr) {
-            strncpy(mFilePrefix, prefix, kFilePrefixSize);
-            mFilePrefix[kFilePrefixSize - 1] = '\0';
-        }
-        mQuiet = quiet;
+    // The writer owns one descriptor at a time; a caller that did not close
+    // first must not leak the old one.
+    if (mFd >= 0) close();
+    if (newSeries && !startSeries(*this, prefix, quiet)) {
+        SR_LOGE("strftime failed");
+        return false;
     }
     reserveSpace(mQuiet);
 
@@ -175,7 +184,7 @@ bool FileWriter::open(bool newSeries, const char* prefix, bool quiet) {
 }
 
 void FileWriter::onWriteLog(const char* line) {
-    if (line == nullptr) return;
+    if (line == nullptr) return;  // nothing to append, and nothing counted
     const size_t length = strlen(line);
     if (!appendToBuffer(*this, line, length)) appendOverlongLine(*this, line, length);
     if (mBufferedBytes >= kFlushThreshold) flush(false);
