@@ -1,0 +1,32 @@
+// Command line of scenario-sim.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace scenariosim {
+
+struct SimOptions {
+    double mDurationSeconds = 3.0;
+    int mFps = 30;
+    int mWorkerThreads = 4;
+    int mCaptureInterval = 30;  // a capture request every N frames; 0 for none
+    int mRecordsPerModule = 4;
+    int mFlushIntervalMs = 100;
+    std::string mOutFolder = "scenario_logs";
+    std::string mStatsJsonPath;  // empty: no stats file
+    bool mQuiet = false;
+    bool mHelp = false;
+};
+
+struct ParseResult {
+    SimOptions mOptions;
+    std::string mError;  // one line; empty when the command line is good
+};
+
+// Accepts "--name value" and "--name=value".
+ParseResult parseOptions(const std::vector<std::string>& args);
+
+extern const char* const kHelpText;
+
+}  // namespace scenariosim
