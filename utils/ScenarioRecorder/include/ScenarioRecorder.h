@@ -66,9 +66,11 @@ class SCENARIO_RECORDER_EXPORT ScenarioRecorder : public IScenarioRecorder {
         char* mCursor;        // always mData + (kBufferDataSize - mRemaining)
         uint64_t mRemaining;  // bytes left in mData
         int32_t mRequestNum;
-        char mData[kBufferDataSize];  // headline block, then records back to back
-        timespec mCreateTime;         // when the buffer was last handed to a request
-        bool mContinued;              // retired because full: the request goes on
+        // Headline block, then records back to back. Every record's size is a
+        // multiple of 8, so with the area aligned every LogHeader is too.
+        alignas(LogHeader) char mData[kBufferDataSize];
+        timespec mCreateTime;  // when the buffer was last handed to a request
+        bool mContinued;       // retired because full: the request goes on
         // --- Touched only by the service thread, once retired and drained. ---
         std::mutex mHeadlineLock;  // constructed with the headline; never taken
         char* mHeadlineCursor;     // always mHeadline + (kHeadlineSize - mHeadlineRemaining)
