@@ -285,7 +285,9 @@ TEST_F(ServiceThread, BufferIsWalkedOnlyAfterItsLastWriterPublished) {
 
 class ServiceThreadPriority : public ServiceThread {
   protected:
-    ServiceThreadPriority() : ServiceThread(300) {}
+    // Each idle pass lowers the level by one; a long interval between passes
+    // lets the watcher see every step even on a loaded machine.
+    ServiceThreadPriority() : ServiceThread(1000) {}
 
     // Retires a buffer of `requestNum` whose one record is still being
     // copied, so the service thread stops in front of it.
