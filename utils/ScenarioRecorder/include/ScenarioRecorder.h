@@ -123,17 +123,17 @@ class SCENARIO_RECORDER_EXPORT ScenarioRecorder : public IScenarioRecorder {
 
     using HeadlineItem = std::pair<std::unique_ptr<char[]>, int>;
 
-    void queueHeadlineItem(int requestNum, HeadlineItem item, bool atFront);
-    void retireActiveBuffer(std::unordered_map<int, std::unique_ptr<Buffer>>::iterator it,
-                            bool continued);
-    void publishRecord(Buffer* buffer);
-    void storeRecord(int requestNum, const char* line, size_t length);
+    SCENARIO_RECORDER_LOCAL void queueHeadlineItem(int requestNum, HeadlineItem item, bool atFront);
+    SCENARIO_RECORDER_LOCAL void retireActiveBuffer(
+        std::unordered_map<int, std::unique_ptr<Buffer>>::iterator it, bool continued);
+    SCENARIO_RECORDER_LOCAL void publishRecord(Buffer* buffer);
 
     // Service thread steps; see ServiceThread.cpp.
-    Buffer* waitForPendingBuffer(size_t* buffersBehind, int* priorityLevel, int flushIntervalMs);
-    void writeBuffer(Buffer* buffer, size_t buffersBehind);
-    void handBackBuffer(Buffer* buffer);
-    bool expireOneBuffer(int* requestNum, int32_t* age);
+    SCENARIO_RECORDER_LOCAL Buffer* waitForPendingBuffer(size_t* buffersBehind, int* priorityLevel,
+                                                         int flushIntervalMs);
+    SCENARIO_RECORDER_LOCAL void writeBuffer(Buffer* buffer, size_t buffersBehind);
+    SCENARIO_RECORDER_LOCAL void handBackBuffer(Buffer* buffer);
+    SCENARIO_RECORDER_LOCAL bool expireOneBuffer(int* requestNum, int32_t* age);
 
     // Lock order: mRequestLock before mBufferLock (deregisterRequest calls
     // printLog), and mWriterLock before mNddLock (recordNddInfo). Nothing else

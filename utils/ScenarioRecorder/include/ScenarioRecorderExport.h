@@ -3,3 +3,5 @@
 #pragma once
 
 #define SCENARIO_RECORDER_EXPORT __attribute__((visibility("default")))
+// Private members of an exported class that stay out of the ABI.
+#define SCENARIO_RECORDER_LOCAL __attribute__((visibility("hidden")))
