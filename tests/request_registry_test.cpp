@@ -2,6 +2,9 @@
 #include <cutils/properties.h>
 #include <gtest/gtest.h>
 
+#include <memory>
+#include <thread>
+
 #include "ScenarioLogPrinter.h"
 #include "ScenarioRecorder.h"
 #include "support/RecorderPeer.h"
@@ -80,6 +83,28 @@ TEST(ScenarioLogPrinterOff, DisabledRecorderLeavesTheRegistryEmpty) {
     ASSERT_FALSE(recorder->isScenarioRecorderOn());
     { ScenarioLogPrinter guard(11); }
     EXPECT_EQ(Peer::requestEntries(*recorder), 0u);
+}
+
+// Guards reach the process-wide recorder, whose switch is read once: the
+// switched-on case runs in a child process of its own.
+TEST(ScenarioLogPrinterDeathTest, GuardsOfOneRequestHandItsLogOffOnce) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            property_set("vendor.debug.camera.scenarioRecorder.enable", "2");
+            auto* recorder = static_cast<ScenarioRecorder*>(IScenarioRecorder::getInstance());
+            Peer::setReady(*recorder, true);
+            auto first = std::make_unique<ScenarioLogPrinter>(21);
+            auto second = std::make_unique<ScenarioLogPrinter>(21);
+            addRecord(*recorder, 21);
+            const bool counted = Peer::requestCount(*recorder, 21) == 2;
+            first.reset();
+            const bool held = Peer::pendingCount(*recorder) == 0;
+            std::thread([&] { second.reset(); }).join();  // may end on another thread
+            const bool handedOff = Peer::pendingCount(*recorder) == 1;
+            exit(counted && held && handedOff ? 0 : 1);
+        },
+        ::testing::ExitedWithCode(0), "");
 }
 
 }  // namespace
