@@ -71,22 +71,13 @@ std::vector<CapturedLine> LogCapture::lines() const {
     return mLines;
 }
 
-std::vector<std::string> LogCapture::androidLinesContaining(const std::string& needle) const {
+std::vector<std::string> LogCapture::linesContaining(CapturedLine::Sink sink,
+                                                     const std::string& needle) const {
     std::vector<std::string> found;
     for (const CapturedLine& line : lines()) {
-        if (line.sink == CapturedLine::Sink::kAndroid &&
-            line.text.find(needle) != std::string::npos)
+        if (line.sink == sink && line.text.find(needle) != std::string::npos) {
             found.push_back(line.text);
-    }
-    return found;
-}
-
-std::vector<std::string> LogCapture::unifiedLinesContaining(const std::string& needle) const {
-    std::vector<std::string> found;
-    for (const CapturedLine& line : lines()) {
-        if (line.sink == CapturedLine::Sink::kUnified &&
-            line.text.find(needle) != std::string::npos)
-            found.push_back(line.text);
+        }
     }
     return found;
 }
