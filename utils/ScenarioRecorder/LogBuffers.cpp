@@ -1,9 +1,10 @@
 // Per-request log buffers: reservation of record space, retirement of full
 // buffers, the free pool, and the publication of copied records.
 //
-// Under mBufferLock a reservation does a hash lookup and cursor arithmetic
-// only. A 256 KiB buffer is made outside the lock: when the pool is empty,
-// allocLogSpace drops the lock, makes one, and looks again.
+// Under mBufferLock a reservation does a hash lookup, cursor arithmetic and
+// the raise of the writer count only. A 256 KiB buffer is made outside the
+// lock: when the pool is empty, allocLogSpace drops the lock, makes one, and
+// looks again.
 #include <new>
 
 #include "RecorderLog.h"
@@ -21,8 +22,38 @@ uint64_t roundUpToRecordAlignment(uint64_t size) {
     return (size + kRecordAlignment - 1) & ~(kRecordAlignment - 1);
 }
 
+// Bounded spinning before blocking on a contended lock.
+constexpr int kLockSpins = 16;
+
 std::unique_ptr<ScenarioRecorder::Buffer> makeBuffer() {
     return std::unique_ptr<ScenarioRecorder::Buffer>(new (std::nothrow) ScenarioRecorder::Buffer);
+}
+
+void relaxCpu() {
+#if defined(__x86_64__) || defined(__i386__)
+    __builtin_ia32_pause();
+#elif defined(__aarch64__) || defined(__arm__)
+    asm volatile("yield");
+#endif
+}
+
+// A reservation holds mBufferLock for a few dozen instructions, so a caller
+// that finds it taken almost always gets it within a few tries; going to
+// sleep in the kernel at once would cost it, and the thread that wakes it,
+// microseconds.
+void lockBriefly(std::unique_lock<std::mutex>& lock) {
+    for (int attempt = 0; attempt < kLockSpins; ++attempt) {
+        if (lock.try_lock()) return;
+        relaxCpu();
+    }
+    lock.lock();
+}
+
+// A record's header: `size` bytes from `start`, text right behind the header.
+void writeHeader(char* start, uint64_t size) {
+    auto* header = reinterpret_cast<LogHeader*>(start);
+    header->size = size;
+    header->text = start + ScenarioRecorder::kLogHeaderSize;
 }
 
 }  // namespace
@@ -51,6 +82,48 @@ void ScenarioRecorder::retireActiveBuffer(
     mActiveBuffers.erase(it);
 }
 
+// The active buffer of `requestNum` with room for `rounded` bytes, made or
+// replaced as needed; null when no buffer can be had. Caller holds `lock` on
+// mBufferLock. When the pool is empty the lock is dropped while `spare` is
+// made, so the lookup is repeated afterwards.
+ScenarioRecorder::Buffer* ScenarioRecorder::activeBufferWithRoom(int requestNum, uint64_t rounded,
+                                                                 std::unique_lock<std::mutex>& lock,
+                                                                 std::unique_ptr<Buffer>& spare) {
+    auto it = mActiveBuffers.find(requestNum);
+    if (it != mActiveBuffers.end() && it->second->mRemaining >= rounded) return it->second.get();
+    if (mFreeBuffers.empty()) {
+        lock.unlock();
+        spare = makeBuffer();
+        lock.lock();
+        it = mActiveBuffers.find(requestNum);
+        if (it != mActiveBuffers.end() && it->second->mRemaining >= rounded) {
+            return it->second.get();
+        }
+    }
+    if (it != mActiveBuffers.end()) {
+        retireActiveBuffer(it, /*continued=*/true);
+        mWorkCond.notify_one();
+    }
+    std::unique_ptr<Buffer> fresh;
+    if (!mFreeBuffers.empty() || spare == nullptr) {
+        fresh = allocEmptyBuffer();
+    } else {
+        fresh = std::move(spare);
+        clock_gettime(CLOCK_REALTIME, &fresh->mCreateTime);
+    }
+    if (fresh == nullptr) return nullptr;
+    fresh->mRequestNum = requestNum;
+    Buffer* target = fresh.get();
+    mActiveBuffers.emplace(requestNum, std::move(fresh));
+    return target;
+}
+
+// Under mBufferLock only the lookup, the cursor arithmetic and the raise of
+// the writer count. The headers are written after the lock is released: the
+// reserved room (and, for a buffer's first record, its headline block) is
+// this caller's alone until it publishes, and its first touch may miss the
+// cache, which the raise's full barrier would otherwise wait for under the
+// lock.
 bool ScenarioRecorder::allocLogSpace(int requestNum, unsigned long size, LogHeader** header,
                                      Buffer** buffer) {
     const uint64_t rounded = roundUpToRecordAlignment(size);
@@ -63,65 +136,34 @@ bool ScenarioRecorder::allocLogSpace(int requestNum, unsigned long size, LogHead
     }
 
     std::unique_ptr<Buffer> spare;  // made outside the lock when the pool ran dry
-    std::unique_lock<std::mutex> lock(mBufferLock);
-    auto it = mActiveBuffers.find(requestNum);
-    Buffer* target = nullptr;
-    if (it != mActiveBuffers.end() && it->second->mRemaining >= rounded) {
-        target = it->second.get();
-    } else {
-        if (mFreeBuffers.empty()) {
-            lock.unlock();
-            spare = makeBuffer();
-            lock.lock();
-        }
-        // The lock may have been dropped: look again before replacing.
-        it = mActiveBuffers.find(requestNum);
-        if (it != mActiveBuffers.end() && it->second->mRemaining >= rounded) {
-            target = it->second.get();
-        } else {
-            if (it != mActiveBuffers.end()) {
-                retireActiveBuffer(it, /*continued=*/true);
-                mWorkCond.notify_one();
-            }
-            std::unique_ptr<Buffer> fresh;
-            if (!mFreeBuffers.empty() || spare == nullptr) {
-                fresh = allocEmptyBuffer();
-            } else {
-                fresh = std::move(spare);
-                clock_gettime(CLOCK_REALTIME, &fresh->mCreateTime);
-            }
-            if (fresh == nullptr) {
-                lock.unlock();
-                SR_LOGE("No memory for a log buffer of request %d; record dropped", requestNum);
-                return false;
-            }
-            fresh->mRequestNum = requestNum;
-            target = fresh.get();
-            mActiveBuffers.emplace(requestNum, std::move(fresh));
-        }
+    std::unique_lock<std::mutex> lock(mBufferLock, std::defer_lock);
+    lockBriefly(lock);
+    Buffer* target = activeBufferWithRoom(requestNum, rounded, lock, spare);
+    if (target == nullptr) {
+        lock.unlock();
+        SR_LOGE("No memory for a log buffer of request %d; record dropped", requestNum);
+        return false;
     }
-
-    if (target->mCursor == target->mData) {
-        auto* headlineBlock = reinterpret_cast<LogHeader*>(target->mData);
-        headlineBlock->size = kHeadlineBlockSize;
-        headlineBlock->text = target->mData + kLogHeaderSize;
+    const bool firstRecord = target->mCursor == target->mData;
+    if (firstRecord) {
         target->mCursor += kHeadlineBlockSize;
         target->mRemaining -= kHeadlineBlockSize;
     }
     auto* reserved = reinterpret_cast<LogHeader*>(target->mCursor);
-    reserved->size = rounded;
-    *buffer = target;
     target->mWriterCount.fetch_add(1, std::memory_order_relaxed);
     target->mCursor += rounded;
     target->mRemaining -= rounded;
     lock.unlock();
 
+    if (firstRecord) writeHeader(target->mData, kHeadlineBlockSize);
+    writeHeader(reinterpret_cast<char*>(reserved), rounded);
     // A spare that lost the race to a pooled buffer joins the pool, or is
     // freed here, outside the lock.
     if (spare != nullptr) {
         std::lock_guard<std::mutex> relock(mBufferLock);
         if (mFreeBuffers.size() < kMaxFreeBuffers) mFreeBuffers.push_back(std::move(spare));
     }
+    *buffer = target;
     *header = reserved;
     return true;
 }
