@@ -56,11 +56,11 @@ const char* onOff(bool on) {
     return on ? "on" : "off";
 }
 
-RecordSpec decision(sr::DecisionType type, bool withMagic) {
+RecordKind decision(sr::DecisionType type, bool withMagic) {
     return {false, type, kNoStage, false, withMagic};
 }
 
-RecordSpec execution(sr::DecisionType type, int stage, bool headline, bool withMagic) {
+RecordKind execution(sr::DecisionType type, int stage, bool headline, bool withMagic) {
     return {true, type, stage, headline, withMagic};
 }
 
@@ -296,8 +296,8 @@ void playModule(const ModuleScript& script, SimRequest& request, int records, Re
     const microseconds pause = script.mWork / records;
     for (int i = 0; i < records; ++i) {
         const RecordTemplate& record = script.mRecords[i % templates];
-        const bool headline = record.mSpec.mHeadline && i < templates;
-        sink.submit(request, script.mModuleId, record.mSpec, headline, record.mText(request, rng));
+        const bool headline = record.mKind.mHeadline && i < templates;
+        sink.submit(request, script.mModuleId, record.mKind, headline, record.mText(request, rng));
         if (pause.count() > 0) std::this_thread::sleep_for(pause);
     }
 }

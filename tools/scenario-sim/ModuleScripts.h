@@ -17,7 +17,7 @@ namespace scenariosim {
 using TextMaker = std::string (*)(const SimRequest& request, std::mt19937& rng);
 
 struct RecordTemplate {
-    RecordSpec mSpec;
+    RecordKind mKind;
     TextMaker mText;
 };
 

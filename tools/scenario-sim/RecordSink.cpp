@@ -23,27 +23,27 @@ RecordSink::RecordSink(sr::IScenarioRecorder* recorder, std::atomic<uint64_t>* s
     mLatenciesNs.reserve(kInitialSamples);
 }
 
-void RecordSink::submit(SimRequest& request, uint32_t moduleId, const RecordSpec& spec,
+void RecordSink::submit(SimRequest& request, uint32_t moduleId, const RecordKind& kind,
                         bool headline, const std::string& text) {
-    if (spec.mExecution) {
-        submitExecution(request, moduleId, spec, headline, text);
+    if (kind.mExecution) {
+        submitExecution(request, moduleId, kind, headline, text);
         request.mExecutions.fetch_add(1, std::memory_order_relaxed);
         if (headline) request.mHeadlineTexts.fetch_add(1, std::memory_order_relaxed);
     } else {
-        submitDecision(request, moduleId, spec, text);
+        submitDecision(request, moduleId, kind, text);
         request.mDecisions.fetch_add(1, std::memory_order_relaxed);
     }
     mSessionRecords->fetch_add(1, std::memory_order_relaxed);
 }
 
 void RecordSink::submitDecision(const SimRequest& request, uint32_t moduleId,
-                                const RecordSpec& spec, const std::string& text) {
+                                const RecordKind& kind, const std::string& text) {
     sr::DecisionParam param;
     param.requestNum = request.mRequestNum;
     param.frameNum = request.mRequestNum;
-    param.magicNum = spec.mWithMagic ? request.mMagicNum : kAbsent;
+    param.magicNum = kind.mWithMagic ? request.mMagicNum : kAbsent;
     param.sensorId = kSensorId;
-    param.decisionType = spec.mType;
+    param.decisionType = kind.mType;
     param.moduleId = moduleId;
     const Clock::time_point start = Clock::now();
     mRecorder->submitDecisionRecord(param, text);
@@ -51,14 +51,14 @@ void RecordSink::submitDecision(const SimRequest& request, uint32_t moduleId,
 }
 
 void RecordSink::submitExecution(const SimRequest& request, uint32_t moduleId,
-                                 const RecordSpec& spec, bool headline, const std::string& text) {
+                                 const RecordKind& kind, bool headline, const std::string& text) {
     sr::ResultParam param;
     param.requestNum = request.mRequestNum;
     param.frameNum = request.mRequestNum;
-    param.magicNum = spec.mWithMagic ? request.mMagicNum : kAbsent;
+    param.magicNum = kind.mWithMagic ? request.mMagicNum : kAbsent;
     param.sensorId = kSensorId;
-    param.decisionType = spec.mType;
-    param.stageId = spec.mStage;
+    param.decisionType = kind.mType;
+    param.stageId = kind.mStage;
     param.moduleId = moduleId;
     param.addToHeadline = headline;
     const Clock::time_point start = Clock::now();

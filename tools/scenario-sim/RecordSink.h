@@ -16,7 +16,7 @@ namespace scenariosim {
 namespace sr = NSCam::TuningUtils::scenariorecorder;
 
 // What one record says, apart from its request and text.
-struct RecordSpec {
+struct RecordKind {
     bool mExecution;
     sr::DecisionType mType;
     int mStage;       // execution records only
@@ -28,16 +28,16 @@ class RecordSink {
   public:
     RecordSink(sr::IScenarioRecorder* recorder, std::atomic<uint64_t>* sessionRecords);
 
-    void submit(SimRequest& request, uint32_t moduleId, const RecordSpec& spec, bool headline,
+    void submit(SimRequest& request, uint32_t moduleId, const RecordKind& kind, bool headline,
                 const std::string& text);
 
     // Nanoseconds of each submit call of this thread, in call order.
     std::vector<int64_t> takeLatencies() { return std::move(mLatenciesNs); }
 
   private:
-    void submitDecision(const SimRequest& request, uint32_t moduleId, const RecordSpec& spec,
+    void submitDecision(const SimRequest& request, uint32_t moduleId, const RecordKind& kind,
                         const std::string& text);
-    void submitExecution(const SimRequest& request, uint32_t moduleId, const RecordSpec& spec,
+    void submitExecution(const SimRequest& request, uint32_t moduleId, const RecordKind& kind,
                          bool headline, const std::string& text);
 
     sr::IScenarioRecorder* mRecorder;
