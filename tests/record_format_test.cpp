@@ -11,6 +11,7 @@
 #include <random>
 #include <sstream>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "RecordFormat.h"
@@ -76,19 +77,34 @@ std::string printable(const std::string& text) {
     return shown + " (" + std::to_string(text.size()) + " bytes)";
 }
 
-std::string describe(const DecisionParam& p, const std::string& text) {
-    std::ostringstream out;
-    out << "decision sensor=" << p.sensorId << " frame=" << p.frameNum << " magic=" << p.magicNum
-        << " module=" << p.moduleId << " decision=" << p.decisionType
-        << " text=" << printable(text);
-    return out.str();
+template <typename Param>
+constexpr bool kIsExecution = std::is_same_v<Param, ResultParam>;
+
+template <typename Param>
+size_t referenceLine(const Param& p, const char* text, char (&line)[kRecordLineSize]) {
+    if constexpr (kIsExecution<Param>) {
+        return snprintfExecutionLine(p, text, line);
+    } else {
+        return snprintfDecisionLine(p, text, line);
+    }
 }
 
-std::string describe(const ResultParam& p, const std::string& text) {
+template <typename Param>
+size_t fastLine(const Param& p, RecordText text, char (&line)[kRecordLineSize]) {
+    if constexpr (kIsExecution<Param>) {
+        return formatExecutionLine(p, text, line);
+    } else {
+        return formatDecisionLine(p, text, line);
+    }
+}
+
+template <typename Param>
+std::string describe(const Param& p, const std::string& text) {
     std::ostringstream out;
-    out << "execution sensor=" << p.sensorId << " frame=" << p.frameNum << " magic=" << p.magicNum
-        << " module=" << p.moduleId << " decision=" << p.decisionType << " stage=" << p.stageId
-        << " text=" << printable(text);
+    out << "sensor=" << p.sensorId << " frame=" << p.frameNum << " magic=" << p.magicNum
+        << " module=" << p.moduleId << " decision=" << p.decisionType;
+    if constexpr (kIsExecution<Param>) out << " stage=" << p.stageId;
+    out << " text=" << printable(text);
     return out.str();
 }
 
@@ -132,24 +148,11 @@ class Comparison {
                ": got " + actual + ", expected " + expected);
     }
 
+    void expectNoFailure() const { EXPECT_EQ(mFailures, 0u) << "of " << mCases << " cases"; }
     size_t cases() const { return mCases; }
-    size_t failures() const { return mFailures; }
     size_t longestStoredLength() const { return mLongest; }
 
   private:
-    static size_t referenceLine(const DecisionParam& p, const char* text, char (&line)[1024]) {
-        return snprintfDecisionLine(p, text, line);
-    }
-    static size_t referenceLine(const ResultParam& p, const char* text, char (&line)[1024]) {
-        return snprintfExecutionLine(p, text, line);
-    }
-    static size_t fastLine(const DecisionParam& p, RecordText text, char (&line)[1024]) {
-        return formatDecisionLine(p, text, line);
-    }
-    static size_t fastLine(const ResultParam& p, RecordText text, char (&line)[1024]) {
-        return formatExecutionLine(p, text, line);
-    }
-
     void report(const std::string& message) {
         if (++mFailures <= kMaxReportedFailures) ADD_FAILURE() << message;
     }
@@ -159,84 +162,54 @@ class Comparison {
     size_t mLongest = 0;
 };
 
-size_t lineWithEmptyText(const DecisionParam& param, char (&line)[1024]) {
-    return snprintfDecisionLine(param, "", line);
-}
-size_t lineWithEmptyText(const ResultParam& param, char (&line)[1024]) {
-    return snprintfExecutionLine(param, "", line);
-}
-
-// Characters of the line before the text, the separating space included.
-template <typename Param>
-size_t prefixLength(const Param& param) {
-    char line[kRecordLineSize];
-    return lineWithEmptyText(param, line) - 1;
-}
-
 template <typename Param>
 void compareAllTexts(Comparison& comparison, const Param& param,
                      const std::vector<std::string>& texts) {
     for (const std::string& text : texts) comparison.line(param, text);
-    for (const std::string& text : textsAroundTheCut(prefixLength(param))) {
-        comparison.line(param, text);
-    }
+    // Characters of the line before the text, the separating space included.
+    char line[kRecordLineSize];
+    const size_t prefixLength = referenceLine(param, "", line) - 1;
+    for (const std::string& text : textsAroundTheCut(prefixLength)) comparison.line(param, text);
 }
 
-// Calls `visit(sensorId, frameNum, magicNum)` for every combination.
-template <typename Visit>
-void forEachNumberCombination(Visit visit) {
+template <typename Param>
+Param record(int sensor, int frame, int magic, uint32_t module, uint32_t decision) {
+    Param param;
+    param.sensorId = sensor;
+    param.frameNum = frame;
+    param.magicNum = magic;
+    param.moduleId = module;
+    param.decisionType = static_cast<DecisionType>(decision);
+    return param;
+}
+
+TEST(RecordFormat, LinesOfBothKindsMatchTheSnprintfConstructionForEveryCombination) {
+    Comparison decisions;
+    Comparison executions;
+    const std::vector<std::string> texts = fixedTexts();
     for (int sensor : kOptionalNumbers) {
         for (int frame : kOptionalNumbers) {
-            for (int magic : kOptionalNumbers) visit(sensor, frame, magic);
-        }
-    }
-}
-
-TEST(RecordFormat, DecisionLinesMatchTheSnprintfConstructionForEveryCombination) {
-    Comparison comparison;
-    const std::vector<std::string> texts = fixedTexts();
-    forEachNumberCombination([&](int sensor, int frame, int magic) {
-        for (uint32_t module : kModules) {
-            for (uint32_t decision : kDecisions) {
-                DecisionParam param;
-                param.requestNum = 1;
-                param.sensorId = sensor;
-                param.frameNum = frame;
-                param.magicNum = magic;
-                param.moduleId = module;
-                param.decisionType = static_cast<DecisionType>(decision);
-                compareAllTexts(comparison, param, texts);
-            }
-        }
-    });
-    EXPECT_EQ(comparison.failures(), 0u) << "of " << comparison.cases() << " cases";
-    EXPECT_EQ(comparison.longestStoredLength(), kRecordLineSize);
-    RecordProperty("cases", static_cast<int>(comparison.cases()));
-}
-
-TEST(RecordFormat, ExecutionLinesMatchTheSnprintfConstructionForEveryCombination) {
-    Comparison comparison;
-    const std::vector<std::string> texts = fixedTexts();
-    forEachNumberCombination([&](int sensor, int frame, int magic) {
-        for (uint32_t module : kModules) {
-            for (uint32_t decision : kDecisions) {
-                for (int stage : kStages) {
-                    ResultParam param;
-                    param.requestNum = 1;
-                    param.sensorId = sensor;
-                    param.frameNum = frame;
-                    param.magicNum = magic;
-                    param.moduleId = module;
-                    param.decisionType = static_cast<DecisionType>(decision);
-                    param.stageId = stage;
-                    compareAllTexts(comparison, param, texts);
+            for (int magic : kOptionalNumbers) {
+                for (uint32_t module : kModules) {
+                    for (uint32_t decision : kDecisions) {
+                        compareAllTexts(
+                            decisions,
+                            record<DecisionParam>(sensor, frame, magic, module, decision), texts);
+                        auto param = record<ResultParam>(sensor, frame, magic, module, decision);
+                        for (int stage : kStages) {
+                            param.stageId = stage;
+                            compareAllTexts(executions, param, texts);
+                        }
+                    }
                 }
             }
         }
-    });
-    EXPECT_EQ(comparison.failures(), 0u) << "of " << comparison.cases() << " cases";
-    EXPECT_EQ(comparison.longestStoredLength(), kRecordLineSize);
-    RecordProperty("cases", static_cast<int>(comparison.cases()));
+    }
+    for (const Comparison* comparison : {&decisions, &executions}) {
+        comparison->expectNoFailure();
+        EXPECT_EQ(comparison->longestStoredLength(), kRecordLineSize);
+    }
+    RecordProperty("cases", static_cast<int>(decisions.cases() + executions.cases()));
 }
 
 // Random numbers, names and texts of random length and content, NULs and
@@ -265,43 +238,37 @@ TEST(RecordFormat, RandomRecordsMatchTheSnprintfConstruction) {
         const uint32_t module = coin(random) ? kModules[static_cast<size_t>(i) % kModules.size()]
                                              : static_cast<uint32_t>(anyInt(random));
         const int decision = coin(random) ? smallInt(random) % 8 : anyInt(random);
-        if (coin(random)) {
-            DecisionParam param;
+        // One statement per draw keeps the order of the draws fixed.
+        auto numbered = [&](auto param) {
             param.sensorId = number();
             param.frameNum = number();
             param.magicNum = number();
             param.moduleId = module;
             param.decisionType = static_cast<DecisionType>(decision);
+            return param;
+        };
+        if (coin(random)) {
+            const DecisionParam param = numbered(DecisionParam{});
             comparison.line(param, text());
         } else {
-            ResultParam param;
-            param.sensorId = number();
-            param.frameNum = number();
-            param.magicNum = number();
-            param.moduleId = module;
-            param.decisionType = static_cast<DecisionType>(decision);
+            ResultParam param = numbered(ResultParam{});
             param.stageId = number();
             comparison.line(param, text());
         }
         comparison.snippet(text());
     }
-    EXPECT_EQ(comparison.failures(), 0u) << "of " << comparison.cases() << " cases";
+    comparison.expectNoFailure();
 }
 
-TEST(RecordFormat, HeadlineSnippetsMatchForEveryLengthUpToTheCut) {
+TEST(RecordFormat, HeadlineItemsMatchForEveryLengthUpToTheCutAndExtremeNumbers) {
     Comparison comparison;
     for (size_t length = 0; length <= 1025; ++length) comparison.snippet(patternText(length));
     for (const std::string& text : fixedTexts()) comparison.snippet(text);
-    EXPECT_EQ(comparison.failures(), 0u) << "of " << comparison.cases() << " cases";
-}
-
-TEST(RecordFormat, NddTextsMatchForExtremeNumbers) {
-    Comparison comparison;
     const std::array<int, 7> numbers = {INT_MIN, INT_MIN + 1, -1, 0, 7, 42, INT_MAX};
     for (int uniqueKey : numbers) {
         for (int requestNum : numbers) comparison.nddText(uniqueKey, requestNum);
     }
-    EXPECT_EQ(comparison.failures(), 0u) << "of " << comparison.cases() << " cases";
+    comparison.expectNoFailure();
 }
 
 // The boundary itself, stated independently of both formatters: with a
@@ -322,15 +289,6 @@ TEST(RecordFormat, StoredLengthStopsAt1024AndTheCutKeeps1023Characters) {
         EXPECT_EQ(std::string(line, length - 1), (prefix + text).substr(0, length - 1));
         EXPECT_EQ(line[length - 1], '\0');
     }
-}
-
-// The recorder queues a snippet only for texts of at most 1,023 characters;
-// its length then still counts what the 1,024-byte block could not hold.
-TEST(RecordFormat, SnippetOfTheLongestQueuedTextCountsAllOfIt) {
-    char block[kHeadlineItemSize] = {};
-    const std::string text = patternText(1023);
-    EXPECT_EQ(formatHeadlineSnippet(toRecordText(text), block), 1025);
-    EXPECT_EQ(std::string(block), ", " + text.substr(0, 1021));
 }
 
 }  // namespace
