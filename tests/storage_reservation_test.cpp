@@ -26,7 +26,7 @@ using testsupport::TempDir;
 namespace {
 
 constexpr long long kMiB = 1 << 20;
-constexpr long long kThreshold = FileWriter::kReserveFreeBytes;
+constexpr long long kThreshold = 280 * kMiB;
 
 // Creates `path` holding `bytes` of real tmpfs pages, modified at `mtime`.
 bool makeFile(const std::string& path, long long bytes, time_t mtime) {
