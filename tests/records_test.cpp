@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ScenarioRecorder.h"
@@ -54,30 +55,14 @@ class Records : public ::testing::Test {
     ScenarioRecorder mRecorder;
 };
 
-TEST_F(Records, DecisionAndExecutionLinesReadAsDocumented) {
+TEST_F(Records, LinesReadAsDocumented) {
     mRecorder.submitDecisionRecord(decision(), "done");
     mRecorder.submitExecutionRecord(execution(), "done");
+    // Absent numbers are left out, other negatives printed.
     mRecorder.submitExecutionRecord(execution(0, -1, -1), "done");
-    EXPECT_EQ(
-        lines(),
-        (std::vector<std::string>{
-            "[SensorId: 0][FrameNum: 12][MagicNum: 345][ModuleName: CameraMiddleware]"
-            "[Decision: ISP_FLOW] done",
-            "[SensorId: 0][FrameNum: 12][MagicNum: 345][ModuleName: CameraMiddleware]"
-            "[Stage_MDP][Result: ISP_FLOW] done",
-            "[SensorId: 0][ModuleName: CameraMiddleware][Stage_MDP][Result: ISP_FLOW] done"}));
-}
-
-TEST_F(Records, AbsentNumbersAreLeftOutAndOtherNegativesPrinted) {
     mRecorder.submitDecisionRecord(decision(-1, -1, -1), "x");
     mRecorder.submitDecisionRecord(decision(-2, -1, -2147483647 - 1), "x");
-    EXPECT_EQ(lines()[0], "[ModuleName: CameraMiddleware][Decision: ISP_FLOW] x");
-    EXPECT_EQ(lines()[1],
-              "[SensorId: -2][MagicNum: -2147483648][ModuleName: CameraMiddleware]"
-              "[Decision: ISP_FLOW] x");
-}
-
-TEST_F(Records, UnknownNumbersPrintFallbackNames) {
+    // Unknown numbers print fall-back names.
     DecisionParam unknownDecision = decision(-1, -1, -1);
     unknownDecision.moduleId = 0x00207005;
     unknownDecision.decisionType = static_cast<DecisionType>(7);
@@ -86,59 +71,49 @@ TEST_F(Records, UnknownNumbersPrintFallbackNames) {
     unknownResult.stageId = 2;
     unknownResult.decisionType = static_cast<DecisionType>(0);
     mRecorder.submitExecutionRecord(unknownResult, "x");
-    ResultParam defaults;  // nothing set: every name falls back
+    ResultParam defaults;  // nothing set: every number absent, every name falls back
     defaults.requestNum = kRequest;
     mRecorder.submitExecutionRecord(defaults, "");
-    EXPECT_EQ(lines(), (std::vector<std::string>{
-                           "[ModuleName: noModuleName][Decision: noDecisionName] x",
-                           "[ModuleName: CameraMiddleware][noStageName][Result: noDecisionName] x",
-                           "[ModuleName: noModuleName][noStageName][Result: noDecisionName] "}));
-}
-
-TEST_F(Records, TextEndsAtItsFirstNul) {
+    // The text ends at its first NUL.
     mRecorder.submitDecisionRecord(decision(-1, -1, -1), std::string("visible\0hidden", 14));
-    EXPECT_EQ(lines()[0], "[ModuleName: CameraMiddleware][Decision: ISP_FLOW] visible");
+    EXPECT_EQ(lines(),
+              (std::vector<std::string>{
+                  "[SensorId: 0][FrameNum: 12][MagicNum: 345][ModuleName: CameraMiddleware]"
+                  "[Decision: ISP_FLOW] done",
+                  "[SensorId: 0][FrameNum: 12][MagicNum: 345][ModuleName: CameraMiddleware]"
+                  "[Stage_MDP][Result: ISP_FLOW] done",
+                  "[SensorId: 0][ModuleName: CameraMiddleware][Stage_MDP][Result: ISP_FLOW] done",
+                  "[ModuleName: CameraMiddleware][Decision: ISP_FLOW] x",
+                  "[SensorId: -2][MagicNum: -2147483648][ModuleName: CameraMiddleware]"
+                  "[Decision: ISP_FLOW] x",
+                  "[ModuleName: noModuleName][Decision: noDecisionName] x",
+                  "[ModuleName: CameraMiddleware][noStageName][Result: noDecisionName] x",
+                  "[ModuleName: noModuleName][noStageName][Result: noDecisionName] ",
+                  "[ModuleName: CameraMiddleware][Decision: ISP_FLOW] visible"}));
 }
 
-TEST_F(Records, ReservationIsTheLineLengthPlus41RoundedUp) {
+TEST_F(Records, LinesAreCutAfter1023CharactersAndReserveTheirLengthPlus41RoundedUp) {
     const std::string prefix = "[ModuleName: CameraMiddleware][Decision: ISP_FLOW] ";
-    mRecorder.submitDecisionRecord(decision(-1, -1, -1), std::string(100 - prefix.size(), 'a'));
-    EXPECT_EQ(lines().back().size(), 100u);
-    EXPECT_EQ(lastSize(), 144u);
-    mRecorder.submitDecisionRecord(decision(-1, -1, -1), std::string(103 - prefix.size(), 'a'));
-    EXPECT_EQ(lastSize(), 144u);
-    mRecorder.submitDecisionRecord(decision(-1, -1, -1), std::string(104 - prefix.size(), 'a'));
-    EXPECT_EQ(lastSize(), 152u);
+    // The line's length before any cut, and the room reserved for it.
+    const std::pair<size_t, uint64_t> cases[] = {{100, 144},   {103, 144},   {104, 152},
+                                                 {1023, 1064}, {1024, 1064}, {5000, 1064}};
+    for (const auto& [length, reserved] : cases) {
+        const std::string text(length - prefix.size(), 'a');
+        mRecorder.submitDecisionRecord(decision(-1, -1, -1), text);
+        EXPECT_EQ(lines().back(), (prefix + text).substr(0, 1023)) << length;
+        EXPECT_EQ(lastSize(), reserved) << length;
+    }
 }
 
-TEST_F(Records, LinesAreCutAfter1023Characters) {
-    const std::string prefix = "[ModuleName: CameraMiddleware][Decision: ISP_FLOW] ";
-    const std::string exact(1023 - prefix.size(), 'e');
-    mRecorder.submitDecisionRecord(decision(-1, -1, -1), exact);
-    EXPECT_EQ(lines().back(), prefix + exact);
-    EXPECT_EQ(lastSize(), 1064u);
-    mRecorder.submitDecisionRecord(decision(-1, -1, -1), exact + "X");
-    EXPECT_EQ(lines().back(), prefix + exact) << "the 1,024th character is cut";
-    EXPECT_EQ(lastSize(), 1064u);
-    mRecorder.submitDecisionRecord(decision(-1, -1, -1), std::string(5000, 'z'));
-    EXPECT_EQ(lines().back().size(), 1023u);
-    EXPECT_EQ(lastSize(), 1064u);
-}
-
-TEST_F(Records, MarkedExecutionTextsAreQueuedForTheHeadline) {
+TEST_F(Records, MarkedExecutionTextsOfAtMost1023CharactersAreQueuedForTheHeadline) {
     mRecorder.submitExecutionRecord(execution(0, 12, 345, true), "done");
     mRecorder.submitExecutionRecord(execution(0, 12, 345, false), "not queued");
     mRecorder.submitExecutionRecord(execution(0, 12, 345, true), "");
     EXPECT_EQ(Peer::headlineItems(mRecorder, kRequest), (std::vector<std::string>{", done", ", "}));
-    EXPECT_EQ(Peer::headlineLengths(mRecorder, kRequest), (std::vector<int>{6, 2}));
-    EXPECT_EQ(lines().size(), 3u);
-}
-
-TEST_F(Records, HeadlineTextsOfMoreThan1023CharactersAreNotQueued) {
     mRecorder.submitExecutionRecord(execution(-1, -1, -1, true), std::string(1023, 'h'));
     mRecorder.submitExecutionRecord(execution(-1, -1, -1, true), std::string(1024, 'h'));
-    EXPECT_EQ(Peer::headlineLengths(mRecorder, kRequest), (std::vector<int>{1025}));
-    EXPECT_EQ(lines().size(), 2u) << "both lines are stored all the same";
+    EXPECT_EQ(Peer::headlineLengths(mRecorder, kRequest), (std::vector<int>{6, 2, 1025}));
+    EXPECT_EQ(lines().size(), 5u) << "every line is stored all the same";
 }
 
 TEST(RecordsNotReady, RecordsVanishBeforeStartAndAfterStop) {
