@@ -39,22 +39,13 @@ TEST(EnableSwitch, AnyNonZeroValueSwitchesTheRecorderOn) {
     }
 }
 
-TEST(EnableSwitch, FreshRecorderIsCreatedButNotStarted) {
-    ScenarioRecorder recorder;
-    EXPECT_FALSE(Peer::hasThread(recorder));
-    EXPECT_FALSE(Peer::ready(recorder));
-    EXPECT_EQ(Peer::activeCount(recorder) + Peer::pendingCount(recorder), 0u);
-    FileWriter* writer = Peer::defaultWriter(recorder);
-    EXPECT_EQ(writer->mFd, -1);
-    EXPECT_EQ(writer->mUniqueKey, -1);
-}
-
 TEST(InitAndUnInit, StatesFollowStartAndStopAndRestart) {
     testsupport::TempDir dir;
     testsupport::RecorderProperties properties(dir.path(), 20);
     ScenarioRecorder recorder;
     recorder.unInit();  // harmless before a start
     EXPECT_FALSE(Peer::ready(recorder));
+    EXPECT_FALSE(Peer::hasThread(recorder));
 
     recorder.init();
     EXPECT_TRUE(Peer::running(recorder));
@@ -102,36 +93,20 @@ TEST(InitAndUnInit, DestroyingARunningRecorderStopsItsThread) {
 
 // The process-wide recorder reads its switch once, so each value is tried in
 // a child process of its own.
-TEST(StartupObjectDeathTest, ValueOneStartsAndStopsTheRecorder) {
+TEST(StartupObjectDeathTest, OnlyValueOneStartsTheRecorderAndTheObjectsEndStopsIt) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(
-        {
-            testsupport::TempDir dir;
-            testsupport::RecorderProperties properties(dir.path(), 20);
-            EnableProperty property("1");
-            auto starter = std::make_unique<ScenarioRecorderInitializer>();
-            auto* recorder = static_cast<ScenarioRecorder*>(IScenarioRecorder::getInstance());
-            const bool started = Peer::hasThread(*recorder) && Peer::ready(*recorder);
-            starter.reset();
-            const bool stopped = !Peer::hasThread(*recorder) && !Peer::ready(*recorder);
-            exit(started && stopped && recorder->isScenarioRecorderOn() ? 0 : 1);
-        },
-        ::testing::ExitedWithCode(0), "");
-}
-
-TEST(StartupObjectDeathTest, OtherValuesStartNothing) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    for (const char* value : {"0", "2", "-1"}) {
+    for (const char* value : {"1", "0", "2", "-1"}) {
         EXPECT_EXIT(
             {
+                testsupport::TempDir dir;
+                testsupport::RecorderProperties properties(dir.path(), 20);
                 EnableProperty property(value);
-                { ScenarioRecorderInitializer starter; }
+                auto starter = std::make_unique<ScenarioRecorderInitializer>();
                 auto* recorder = static_cast<ScenarioRecorder*>(IScenarioRecorder::getInstance());
-                const bool on = std::string(value) != "0";
-                exit(!Peer::hasThread(*recorder) && !Peer::ready(*recorder) &&
-                             recorder->isScenarioRecorderOn() == on
-                         ? 0
-                         : 1);
+                const bool started = Peer::hasThread(*recorder) && Peer::ready(*recorder);
+                starter.reset();
+                const bool stopped = !Peer::hasThread(*recorder) && !Peer::ready(*recorder);
+                exit(started == (std::string(value) == "1") && stopped ? 0 : 1);
             },
             ::testing::ExitedWithCode(0), "")
             << value;
