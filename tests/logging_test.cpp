@@ -3,6 +3,10 @@
 #include <gtest/gtest.h>
 #include <zyncam/utils/ULog.h>
 
+#include <initializer_list>
+#include <string>
+#include <vector>
+
 #include "RecorderLog.h"
 #include "support/LogCapture.h"
 
@@ -45,68 +49,52 @@ TEST(Logging, ErrorGoesToAndroidLogInLongFormAndToUnifiedLoggerInShortForm) {
     EXPECT_EQ(lines[1].text, "[reportFailure] mkdir(/x) failed, errno = 2");
 }
 
+// "<sink> <level> <text>" of each line that `reports` leave with the unified
+// logger's mode, details level and mask set as given. Android priorities are
+// 3 debug, 4 info, 5 warning and 6 error; unified levels 1 error, 2 warning,
+// 3 info and 5 debug.
+std::vector<std::string> logged(int mode, int detailsLevel, unsigned int mask,
+                                std::initializer_list<void (*)()> reports) {
+    LogCapture capture(mode, detailsLevel, mask);
+    for (auto report : reports) report();
+    std::vector<std::string> lines;
+    for (const CapturedLine& line : capture.lines()) {
+        lines.push_back((line.sink == CapturedLine::Sink::kAndroid ? "android " : "unified ") +
+                        std::to_string(line.level) + " " + line.text);
+    }
+    return lines;
+}
+
+using Lines = std::vector<std::string>;
+
 TEST(Logging, LevelsAreGatedByDetailsLevelAndMask) {
-    {
-        LogCapture capture(0x1, 1, kMaskOn);
-        reportWarning();
-        EXPECT_TRUE(capture.lines().empty()) << "warning needs details level 2";
-    }
-    {
-        LogCapture capture(0x1, 2, kMaskOn);
-        reportWarning();
-        reportInfo();
-        ASSERT_EQ(capture.lines().size(), 1u);
-        EXPECT_EQ(capture.lines()[0].level, ANDROID_LOG_WARN);
-        EXPECT_EQ(capture.lines()[0].text, "[reportWarning] Headline size is not enough");
-    }
-    {
-        LogCapture capture(0x1, 4, kMaskOn);
-        reportInfo();
-        reportDebug();
-        ASSERT_EQ(capture.lines().size(), 1u) << "debug needs details level 5";
-        EXPECT_EQ(capture.lines()[0].level, ANDROID_LOG_INFO);
-    }
-    {
-        LogCapture capture(0x1, 5, 1u << 30);
-        reportInfo();
-        EXPECT_TRUE(capture.lines().empty()) << "info needs one of mask bits 12..14";
-    }
-    {
-        LogCapture capture(0x1, 5, 1u << 14);
-        reportDebug();
-        EXPECT_TRUE(capture.lines().empty()) << "debug needs mask bit 30";
-    }
-    {
-        LogCapture capture(0x1, 5, (1u << 30) | (1u << 14));
-        reportDebug();
-        ASSERT_EQ(capture.lines().size(), 1u);
-        EXPECT_EQ(capture.lines()[0].level, ANDROID_LOG_DEBUG);
-        EXPECT_EQ(capture.lines()[0].text, "[reportDebug] unInit");
-    }
+    EXPECT_EQ(logged(0x1, 1, kMaskOn, {reportWarning}), Lines{}) << "warning needs details level 2";
+    EXPECT_EQ(logged(0x1, 2, kMaskOn, {reportWarning, reportInfo}),
+              Lines{"android 5 [reportWarning] Headline size is not enough"});
+    EXPECT_EQ(logged(0x1, 4, kMaskOn, {reportInfo, reportDebug}),
+              Lines{"android 4 [reportInfo] Write log to /f"})
+        << "debug needs details level 5";
+    EXPECT_EQ(logged(0x1, 5, 1u << 30, {reportInfo}), Lines{})
+        << "info needs one of mask bits 12..14";
+    EXPECT_EQ(logged(0x1, 5, 1u << 14, {reportDebug}), Lines{}) << "debug needs mask bit 30";
+    EXPECT_EQ(logged(0x1, 5, (1u << 30) | (1u << 14), {reportDebug}),
+              Lines{"android 3 [reportDebug] unInit"});
 }
 
 TEST(Logging, ModeBitsChooseTheSinks) {
-    {
-        LogCapture capture(0x8, 5, kMaskOn);
-        reportInfo();
-        ASSERT_EQ(capture.lines().size(), 1u);
-        EXPECT_EQ(capture.lines()[0].sink, CapturedLine::Sink::kUnified);
-        EXPECT_EQ(capture.lines()[0].level, 3);
-    }
-    {
-        LogCapture capture(0x4, 5, kMaskOn);
-        reportFailure();
-        EXPECT_TRUE(capture.lines().empty());
-    }
+    EXPECT_EQ(logged(0x8, 5, kMaskOn, {reportInfo}),
+              Lines{"unified 3 [reportInfo] Write log to /f"});
+    EXPECT_EQ(logged(0x4, 5, kMaskOn, {reportFailure}), Lines{});
+}
+
+void reportLong() {
+    SR_LOGE("%s", std::string(2000, 'a').c_str());
 }
 
 TEST(Logging, UnifiedLoggerLinesAreCutAt1023Characters) {
-    LogCapture capture(0x2, 5, kMaskOn);
-    const std::string longText(2000, 'a');
-    SR_LOGE("%s", longText.c_str());
-    auto lines = capture.lines();
-    ASSERT_EQ(lines.size(), 1u);
-    EXPECT_EQ(lines[0].text.size(), 1023u);
+    const std::string head = "[reportLong] ";
+    EXPECT_EQ(logged(0x2, 5, kMaskOn, {reportLong}),
+              Lines{"unified 1 " + head + std::string(1023 - head.size(), 'a')});
 }
 
 class CountingULogger : public ULogger {
