@@ -8,6 +8,7 @@
 
 #include <string>
 
+#include "RecorderProperties.h"
 #include "ScenarioRecorder.h"
 #include "support/LogCapture.h"
 #include "support/TempDir.h"
@@ -16,8 +17,6 @@ namespace NSCam {
 namespace TuningUtils {
 namespace scenariorecorder {
 namespace {
-
-constexpr const char* kFolderProperty = "vendor.debug.camera.scenariorecorder.folder";
 
 bool hostHasData() {
     return access("/data", F_OK) == 0;

@@ -5,6 +5,7 @@
 #include <memory>
 #include <thread>
 
+#include "RecorderProperties.h"
 #include "ScenarioLogPrinter.h"
 #include "ScenarioRecorder.h"
 #include "support/RecorderPeer.h"
@@ -82,7 +83,7 @@ TEST(ScenarioLogPrinterDeathTest, GuardsOfOneRequestHandItsLogOffOnce) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(
         {
-            property_set("vendor.debug.camera.scenarioRecorder.enable", "2");
+            property_set(kEnableProperty, "2");
             auto* recorder = static_cast<ScenarioRecorder*>(IScenarioRecorder::getInstance());
             Peer::setReady(*recorder, true);
             auto first = std::make_unique<ScenarioLogPrinter>(21);

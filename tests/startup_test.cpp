@@ -3,6 +3,7 @@
 #include <cutils/properties.h>
 #include <gtest/gtest.h>
 
+#include "RecorderProperties.h"
 #include "ScenarioRecorder.h"
 #include "ScenarioRecorderInitializer.h"
 #include "support/LogCapture.h"
@@ -16,12 +17,10 @@ namespace {
 
 using Peer = ScenarioRecorderTestPeer;
 
-constexpr const char* kEnable = "vendor.debug.camera.scenarioRecorder.enable";
-
 class EnableProperty {
   public:
-    explicit EnableProperty(const char* value) { property_set(kEnable, value); }
-    ~EnableProperty() { property_set(kEnable, ""); }
+    explicit EnableProperty(const char* value) { property_set(kEnableProperty, value); }
+    ~EnableProperty() { property_set(kEnableProperty, ""); }
 };
 
 TEST(EnableSwitch, AnyNonZeroValueSwitchesTheRecorderOn) {

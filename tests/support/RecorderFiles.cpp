@@ -5,21 +5,23 @@
 
 #include <thread>
 
+#include "RecorderProperties.h"
+
 namespace testsupport {
 
 namespace {
-constexpr const char* kFolderProperty = "vendor.debug.camera.scenariorecorder.folder";
-constexpr const char* kFlushProperty = "vendor.debug.camera.scenariorecorder.flushms";
+using NSCam::TuningUtils::scenariorecorder::kFlushIntervalProperty;
+using NSCam::TuningUtils::scenariorecorder::kFolderProperty;
 }  // namespace
 
 RecorderProperties::RecorderProperties(const std::string& folder, int flushMs) {
     property_set(kFolderProperty, folder.c_str());
-    property_set(kFlushProperty, std::to_string(flushMs).c_str());
+    property_set(kFlushIntervalProperty, std::to_string(flushMs).c_str());
 }
 
 RecorderProperties::~RecorderProperties() {
     property_set(kFolderProperty, "");
-    property_set(kFlushProperty, "");
+    property_set(kFlushIntervalProperty, "");
 }
 
 std::vector<std::string> logFiles(const std::string& folder, const std::string& word) {

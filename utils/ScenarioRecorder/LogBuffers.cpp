@@ -127,10 +127,8 @@ ScenarioRecorder::Buffer* ScenarioRecorder::activeBufferWithRoom(int requestNum,
 bool ScenarioRecorder::allocLogSpace(int requestNum, unsigned long size, LogHeader** header,
                                      Buffer** buffer) {
     const uint64_t rounded = roundUpToRecordAlignment(size);
-    if (rounded > kBufferDataSize)
-        SR_FATAL("Log size too large: %zu", static_cast<size_t>(rounded));
-    // A record must also fit into a fresh buffer behind its headline block;
-    // larger ones could never be stored, so they are refused the same way.
+    // Beyond the buffer's size, and also beyond what a fresh buffer holds
+    // behind its headline block: such a record could never be stored.
     if (rounded > kBufferDataSize - kHeadlineBlockSize) {
         SR_FATAL("Log size too large: %zu", static_cast<size_t>(rounded));
     }

@@ -46,7 +46,6 @@ class SCENARIO_RECORDER_EXPORT ScenarioRecorder : public IScenarioRecorder {
     static constexpr uint64_t kLogHeaderSize = sizeof(LogHeader);
     // The first block of every buffer: a header and room for the headline.
     static constexpr uint64_t kHeadlineBlockSize = kLogHeaderSize + kHeadlineSize;
-    static constexpr size_t kLineSize = 1024;  // a record line, NUL included
     static constexpr size_t kFolderPathSize = 128;
     static constexpr size_t kMaxFreeBuffers = 3;
 
