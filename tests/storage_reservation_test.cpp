@@ -152,7 +152,7 @@ TEST(StorageReservation, AFileThatCannotBeUnlinkedIsPassedOverWithoutCountingIt)
         // A mount point can't be unlinked (EBUSY); stat sees the bound file.
         const bool ok = makeFile(folder + "/sub/source", 50 * kMiB, 50) &&
                         makeFile(folder + "/busy", 0, 50) &&
-                        mount((folder + "/sub/source").c_str(), (folder + "/busy").c_str(), nullptr,
+                        mount((folder + "/sub/source").c_str(), (folder + "/busy").c_str(), "none",
                               MS_BIND, nullptr) == 0 &&
                         makeFile(folder + "/next", 50 * kMiB, 100) &&
                         makeFile(folder + "/last", 50 * kMiB, 200) && leaveFree(folder, 200 * kMiB);
