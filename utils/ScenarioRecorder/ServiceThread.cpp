@@ -158,6 +158,20 @@ void ScenarioRecorder::writeBuffer(Buffer* buffer, size_t buffersBehind) {
         return;
     }
 
+    mergeHeadlineItems(buffer);
+    const uint64_t used = static_cast<uint64_t>(buffer->mCursor - buffer->mData);
+    for (uint64_t offset = 0; offset < used;) {
+        const auto* header = reinterpret_cast<const LogHeader*>(buffer->mData + offset);
+        writer->onWriteLog(header->text);
+        offset += header->size;
+    }
+    if (buffersBehind == 0) writer->flush(true);
+}
+
+// Takes the request's queued headline items, appends those that fit to the
+// buffer's headline, and copies the headline into the buffer's headline block,
+// where it becomes the block's line. The items are freed outside mNddLock.
+void ScenarioRecorder::mergeHeadlineItems(Buffer* buffer) {
     std::deque<HeadlineItem> items;
     {
         std::lock_guard<std::mutex> lock(mNddLock);
@@ -175,14 +189,6 @@ void ScenarioRecorder::writeBuffer(Buffer* buffer, size_t buffersBehind) {
     char* headlineRoom = reinterpret_cast<LogHeader*>(buffer->mData)->text;
     memcpy(headlineRoom, buffer->mHeadline, headlineLength);
     headlineRoom[headlineLength] = '\0';
-
-    const uint64_t used = static_cast<uint64_t>(buffer->mCursor - buffer->mData);
-    for (uint64_t offset = 0; offset < used;) {
-        const auto* header = reinterpret_cast<const LogHeader*>(buffer->mData + offset);
-        writer->onWriteLog(header->text);
-        offset += header->size;
-    }
-    if (buffersBehind == 0) writer->flush(true);
 }
 
 // Drops the writer of a request that has ended, recycles the buffer, and

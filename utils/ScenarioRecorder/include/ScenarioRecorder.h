@@ -134,6 +134,7 @@ class SCENARIO_RECORDER_EXPORT ScenarioRecorder : public IScenarioRecorder {
     SCENARIO_RECORDER_LOCAL Buffer* waitForPendingBuffer(size_t* buffersBehind, int* priorityLevel,
                                                          int flushIntervalMs);
     SCENARIO_RECORDER_LOCAL void writeBuffer(Buffer* buffer, size_t buffersBehind);
+    SCENARIO_RECORDER_LOCAL void mergeHeadlineItems(Buffer* buffer);
     SCENARIO_RECORDER_LOCAL void handBackBuffer(Buffer* buffer);
     SCENARIO_RECORDER_LOCAL bool expireOneBuffer(int* requestNum, int32_t* age);
 
