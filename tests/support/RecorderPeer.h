@@ -99,6 +99,22 @@ class ScenarioRecorderTestPeer {
         buffer.mRemaining -= filler;
     }
 
+    // Runs the service thread's headline merge on every pending buffer, as
+    // if each were about to be written, and returns the headline lines.
+    static std::vector<std::string> mergePendingHeadlines(ScenarioRecorder& recorder) {
+        std::vector<Buffer*> pending;
+        {
+            std::lock_guard<std::mutex> lock(recorder.mBufferLock);
+            for (const auto& buffer : recorder.mPendingBuffers) pending.push_back(buffer.get());
+        }
+        std::vector<std::string> headlines;
+        for (Buffer* buffer : pending) {
+            recorder.mergeHeadlineItems(buffer);
+            headlines.emplace_back(reinterpret_cast<const LogHeader*>(buffer->mData)->text);
+        }
+        return headlines;
+    }
+
     static std::vector<std::string> headlineItems(ScenarioRecorder& recorder, int requestNum) {
         std::lock_guard<std::mutex> lock(recorder.mNddLock);
         std::vector<std::string> items;
