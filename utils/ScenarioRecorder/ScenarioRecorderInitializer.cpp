@@ -4,6 +4,7 @@
 #include <cutils/properties.h>
 
 #include <system_error>
+#include <thread>
 
 #include "RecorderLog.h"
 #include "RecorderProperties.h"
@@ -59,6 +60,10 @@ void ScenarioRecorder::init() {
 void ScenarioRecorder::unInit() {
     SR_LOGD("unInit");
     if (mRunning.load()) {
+        // Records are refused before the thread is told to stop: it ends only
+        // on an empty queue, and clients that went on filling buffers faster
+        // than it writes them would otherwise keep this join from returning.
+        mReady.store(false);
         {
             std::lock_guard<std::mutex> lock(mBufferLock);
             mRunning.store(false);
@@ -66,7 +71,10 @@ void ScenarioRecorder::unInit() {
         }
         mServiceThread.join();
         // Buffers never retired, and buffers retired after the thread's last
-        // look, are freed unwritten; outside the lock.
+        // look, are freed unwritten; outside the lock. A client thread may
+        // still be copying a record into one of them: its count was raised
+        // while the buffer was active, and can only fall now that the buffer
+        // has left mActiveBuffers, so each is freed once its count is 0.
         std::unordered_map<int, std::unique_ptr<Buffer>> active;
         std::deque<std::unique_ptr<Buffer>> pending;
         {
@@ -74,6 +82,13 @@ void ScenarioRecorder::unInit() {
             active.swap(mActiveBuffers);
             pending.swap(mPendingBuffers);
         }
+        auto waitForCopies = [](const Buffer& buffer) {
+            while (buffer.mWriterCount.load(std::memory_order_acquire) > 0) {
+                std::this_thread::yield();
+            }
+        };
+        for (const auto& entry : active) waitForCopies(*entry.second);
+        for (const auto& buffer : pending) waitForCopies(*buffer);
     }
     mReady.store(false);
 }
