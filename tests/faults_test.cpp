@@ -282,7 +282,14 @@ TEST(DescriptorFaults, RequestsWithoutDescriptorsAreReportedAndHandedBackUnwritt
     EXPECT_EQ(countStartingWith(log, std::string("1 [open] ") + kUnableToOpen), 2u);
     EXPECT_EQ(countStartingWith(log, std::string("1 [serviceThreadEntry] ") + kUnableToOpen), 2u);
     EXPECT_EQ(countStartingWith(log, "1 "), 6u) << "no other error";
-    EXPECT_EQ(testsupport::logFiles(dir.path(), "capture").size(), 1u);
+    // No line of the first two requests reached a file. Under valgrind a
+    // refused open leaves an empty file: its descriptor limit is applied
+    // after the kernel made the file.
+    for (const std::string& file : testsupport::logFiles(dir.path(), "capture")) {
+        if (file.find(captureName(4, 3)) == std::string::npos) {
+            EXPECT_EQ(testsupport::readFile(file), "") << file;
+        }
+    }
     EXPECT_EQ(linesOfOnly(dir.path(), captureName(4, 3)), captureLines(4, 3, "descriptors back"));
 }
 
