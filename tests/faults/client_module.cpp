@@ -61,13 +61,7 @@ extern "C" __attribute__((visibility("default"))) void faultsShimSubmitForever(c
                 ScenarioLogPrinter guard(request);
                 recorder->recordNddInfo(7, request, 0, request % 100 == 0);
                 submitDecision(recorder, request, "before exit");
-                ResultParam result;
-                result.requestNum = request;
-                result.decisionType = ISP_FLOW;
-                result.stageId = 9;
-                result.moduleId = 0x00404001;
-                result.addToHeadline = true;
-                recorder->submitExecutionRecord(result, "done");
+                submitDecision(recorder, request, "still before exit");
                 sHandedOff.fetch_add(1, std::memory_order_relaxed);
             }
         }).detach();

@@ -1,12 +1,9 @@
 // A camera host in miniature: it links the platform's property service and
-// loads the client module argv[1], which links the recorder, with dlopen.
-//   host MODULE exit FOLDER     the module leaves threads submitting records
-//                               and the host calls exit(0) meanwhile
-//   host MODULE dlclose FOLDER  twice: the module records one request with a
-//                               started and stopped recorder and is closed;
-//                               exit status 3 if the recorder's library was
-//                               unmapped, 0 if it stayed loaded
-// Any other exit status is a failure on the way.
+// loads the recorder's client module argv[1] with dlopen. "host MODULE exit
+// FOLDER" leaves the module's threads submitting and calls exit(0). "host
+// MODULE dlclose FOLDER" twice lets the module record one request with a
+// started and stopped recorder and closes it; exit status 3 if the recorder's
+// library was unmapped then, 0 if it stayed. Anything else is a failure.
 #include <cutils/properties.h>
 #include <dlfcn.h>
 #include <stdio.h>
