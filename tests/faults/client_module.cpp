@@ -1,12 +1,12 @@
 // A client module that the host program loads with dlopen. It starts the
 // recorder on a log folder and either records one capture request and stops
-// the recorder again, or leaves pipeline threads submitting records for good
-// with the startup object never destroyed.
+// the recorder again, or lets pipeline threads hand off requests and leaves
+// the startup object undestroyed, so that only process exit stops the
+// recorder.
 #include <cutils/properties.h>
 
-#include <atomic>
-#include <chrono>
 #include <thread>
+#include <vector>
 
 #include "IScenarioRecorder.h"
 #include "RecorderProperties.h"
@@ -48,25 +48,24 @@ extern "C" __attribute__((visibility("default"))) int faultsShimRecordOneRequest
     return 0;
 }
 
-// Returns once the threads have handed off 2,000 requests between them.
-extern "C" __attribute__((visibility("default"))) void faultsShimSubmitForever(const char* folder) {
+// Four threads hand off `requests` requests between them, two records each;
+// returns once they have ended. Every hundredth request is a capture request.
+extern "C" __attribute__((visibility("default"))) void faultsShimHandOffAndLeave(const char* folder,
+                                                                                 int requests) {
     setProperties(folder);
     gStarter = new ScenarioRecorderInitializer();
     constexpr int kThreads = 4;
-    static std::atomic<long> sHandedOff{0};
+    std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t) {
-        std::thread([t] {
+        threads.emplace_back([t, requests] {
             IScenarioRecorder* recorder = IScenarioRecorder::getInstance();
-            for (int request = t;; request += kThreads) {
+            for (int request = t; request < requests; request += kThreads) {
                 ScenarioLogPrinter guard(request);
                 recorder->recordNddInfo(7, request, 0, request % 100 == 0);
                 submitDecision(recorder, request, "before exit");
                 submitDecision(recorder, request, "still before exit");
-                sHandedOff.fetch_add(1, std::memory_order_relaxed);
             }
-        }).detach();
+        });
     }
-    while (sHandedOff.load(std::memory_order_relaxed) < 2000) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
+    for (std::thread& thread : threads) thread.join();
 }

@@ -155,22 +155,21 @@ ModuleNameTable buildModuleTable() {
 }
 
 const DecisionNameTable& decisionTable() {
-    static const DecisionNameTable& table = *new DecisionNameTable(buildDecisionTable());
+    static const DecisionNameTable table = buildDecisionTable();
     return table;
 }
 
 const StageNameTable& stageTable() {
-    static const StageNameTable& table = *new StageNameTable(buildStageTable());
+    static const StageNameTable table = buildStageTable();
     return table;
 }
 
 const ModuleNameTable& moduleTable() {
-    static const ModuleNameTable& table = *new ModuleNameTable(buildModuleTable());
+    static const ModuleNameTable table = buildModuleTable();
     return table;
 }
 
-// Built at load in this order and never destroyed: threads that format
-// records may still look names up while exit() runs the exit handlers.
+// Built at load in this order; at exit they go in the reverse order.
 [[maybe_unused]] const DecisionNameTable& sDecisionNameTable = decisionTable();
 [[maybe_unused]] const StageNameTable& sStageNameTable = stageTable();
 [[maybe_unused]] const ModuleNameTable& sModuleNameTable = moduleTable();

@@ -12,23 +12,17 @@ namespace scenariorecorder {
 IScenarioRecorder::~IScenarioRecorder() = default;
 
 IScenarioRecorder* IScenarioRecorder::getInstance() {
-    // The instance is never destroyed. exit() does not stop the host's other
-    // threads, so pipeline threads may still be submitting records while the
-    // exit handlers run; destroying the recorder there would free memory under
-    // them. At exit it is only stopped and its files written and closed, by
-    // the stopper registered right after construction; sOnce and sInstance
-    // have nothing to destroy. The atomic pointer is the lock-free fast path;
+    // The owner is destroyed at process exit or library unload, which
+    // destroys the recorder. The atomic pointer is the lock-free fast path;
     // it is stored inside the once-only step, after construction completes.
+    static std::unique_ptr<IScenarioRecorder> sOwner;
     static std::once_flag sOnce;
-    static std::atomic<ScenarioRecorder*> sInstance{nullptr};
-    ScenarioRecorder* instance = sInstance.load(std::memory_order_acquire);
+    static std::atomic<IScenarioRecorder*> sInstance{nullptr};
+    IScenarioRecorder* instance = sInstance.load(std::memory_order_acquire);
     if (instance != nullptr) return instance;
     std::call_once(sOnce, [] {
-        struct ExitStopper {
-            ~ExitStopper() { sInstance.load(std::memory_order_acquire)->stopAtExit(); }
-        };
-        sInstance.store(new ScenarioRecorder(), std::memory_order_release);
-        static ExitStopper sStopper;
+        sOwner.reset(new ScenarioRecorder());
+        sInstance.store(sOwner.get(), std::memory_order_release);
     });
     return sInstance.load(std::memory_order_acquire);
 }
@@ -64,16 +58,6 @@ ScenarioRecorder::~ScenarioRecorder() {
 
 bool ScenarioRecorder::isScenarioRecorderOn() {
     return mEnabled;
-}
-
-// The writers are closed, not destroyed: a thread that was already inside
-// recordNddInfo when the recorder stopped may still find them, under
-// mWriterLock, until the process ends.
-void ScenarioRecorder::stopAtExit() {
-    unInit();
-    std::lock_guard<std::mutex> lock(mWriterLock);
-    for (auto& entry : mFileWriters) entry.second->close();
-    mDefaultWriter->close();
 }
 
 }  // namespace scenariorecorder

@@ -60,10 +60,6 @@ void ScenarioRecorder::init() {
 void ScenarioRecorder::unInit() {
     SR_LOGD("unInit");
     if (mRunning.load()) {
-        // Records are refused before the thread is told to stop: it ends only
-        // on an empty queue, and clients that went on filling buffers faster
-        // than it writes them would otherwise keep this join from returning.
-        mReady.store(false);
         {
             std::lock_guard<std::mutex> lock(mBufferLock);
             mRunning.store(false);

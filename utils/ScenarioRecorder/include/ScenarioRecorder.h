@@ -119,12 +119,6 @@ class SCENARIO_RECORDER_EXPORT ScenarioRecorder : public IScenarioRecorder {
 
   private:
     friend class ScenarioRecorderTestPeer;
-    friend class IScenarioRecorder;  // getInstance stops the instance at exit
-
-    // At process exit: stops the recorder, then writes out and closes every
-    // writer's file. The object itself stays usable, since pipeline threads
-    // may still be calling it while the exit handlers run.
-    SCENARIO_RECORDER_LOCAL void stopAtExit();
 
     using HeadlineItem = std::pair<std::unique_ptr<char[]>, int>;
 
