@@ -52,7 +52,7 @@ bool endsWith(const std::string& text, const std::string& tail) {
            text.compare(text.size() - tail.size(), tail.size(), tail) == 0;
 }
 
-TEST(FileWriterSeries, FirstFileIsNamedFromPrefixLocalTimeAndIndex01) {
+TEST(FileWriterSeries, FirstFileIsNamedFromPrefixLocalTimeAndIndex01AndReadableByAll) {
     TempDir dir;
     LogCapture capture;
     const std::string before = localTimeStamp();
@@ -69,6 +69,11 @@ TEST(FileWriterSeries, FirstFileIsNamedFromPrefixLocalTimeAndIndex01) {
     EXPECT_TRUE(match[1] == before || match[1] == after) << match[1];
     EXPECT_EQ(capture.androidLinesContaining("[open] Write log to " + dir.file(files[0])).size(),
               1u);
+    struct stat info;
+    ASSERT_EQ(stat(dir.file(files[0]).c_str(), &info), 0);
+    const mode_t mask = umask(022);
+    umask(mask);
+    EXPECT_EQ(info.st_mode & 0777, 0644u & ~mask);
 }
 
 TEST(FileWriterSeries, IndexGrowsPast99AndANewSeriesStartsAt01WithItsPrefixCut) {
