@@ -34,9 +34,9 @@
 #define __has_feature(feature) 0
 #endif
 #if defined(__SANITIZE_THREAD__) || __has_feature(thread_sanitizer)
-#define STRESS_SCALE 16
+#define STRESS_SCALE 32
 #elif defined(__SANITIZE_ADDRESS__) || __has_feature(address_sanitizer)
-#define STRESS_SCALE 10
+#define STRESS_SCALE 20
 #else
 #define STRESS_SCALE 4
 #endif
