@@ -1,5 +1,5 @@
 // End to end through the service thread, on real files in a temporary
-// folder: file names and contents, headlines, hand-offs, expiry, the free
+// folder: file names and contents, headlines, hand-offs, the free
 // pool, priorities, and writers without files.
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -199,34 +199,6 @@ TEST_F(ServiceThread, WriterWithoutAFileReportsAndKeepsTheHeadlineItems) {
                                         "SELinux and restart lumenhostd. !!!"}));
     EXPECT_TRUE(testsupport::listFiles(mDir.path()).empty());
     EXPECT_EQ(Peer::headlineItems(*mRecorder, 40), (std::vector<std::string>{", kept"}));
-}
-
-// A wall clock that jumps forward makes several buffers old at once; they
-// are expired one per idle pass until none is left.
-TEST_F(ServiceThread, BuffersOlderThanTenSecondsExpireInTurn) {
-    testsupport::LogCapture logs;
-    start();
-    mRecorder->recordNddInfo(8, 50, 0, true);
-    mRecorder->submitDecisionRecord(decision(50, 5), "forgotten");
-    mRecorder->submitDecisionRecord(decision(51, 0), "also forgotten");
-    Peer::ageActiveBuffer(*mRecorder, 50, 12);
-    Peer::ageActiveBuffer(*mRecorder, 51, 12);
-    ASSERT_TRUE(waitFor([&] { return Peer::requestWriter(*mRecorder, 50) == nullptr; }))
-        << "expired buffers are written and their request's writer dropped";
-    ASSERT_TRUE(waitFor([&] { return Peer::activeCount(*mRecorder) == 0; }));
-    std::vector<std::string> expired = logs.unifiedLinesContaining("expired");
-    std::sort(expired.begin(), expired.end());
-    ASSERT_EQ(expired.size(), 2u);
-    for (int i = 0; i < 2; ++i) {
-        // Ages are whole seconds of the wall clock; one may tick over meanwhile.
-        const std::string head = "[serviceThreadEntry] Request(" + std::to_string(50 + i) +
-                                 ")'s buffer is expired. It's life time is(";
-        EXPECT_TRUE(expired[i] == head + "12)" || expired[i] == head + "13)") << expired[i];
-    }
-    stop();
-    ASSERT_EQ(capture().size(), 1u);
-    EXPECT_EQ(readLines(capture()[0]),
-              (std::vector<std::string>{"[UKey: 8][ReqNum: 50]", decisionLine(5, "forgotten")}));
 }
 
 TEST_F(ServiceThread, FreePoolKeepsThreeBuffersAndReusesTheLastReturned) {
