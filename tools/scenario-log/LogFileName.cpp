@@ -1,7 +1,8 @@
 #include "LogFileName.h"
 
-#include <cctype>
 #include <charconv>
+
+#include "TextScan.h"
 
 namespace scenariolog {
 namespace {
@@ -13,16 +14,8 @@ constexpr std::string_view kPreviewWord = "preview";
 constexpr std::string_view kCaptureWord = "capture";
 constexpr std::size_t kMinIndexDigits = 2;
 
-bool isDigit(char c) {
-    return std::isdigit(static_cast<unsigned char>(c)) != 0;
-}
-
 bool endsWith(std::string_view text, std::string_view tail) {
     return text.size() >= tail.size() && text.substr(text.size() - tail.size()) == tail;
-}
-
-bool startsWith(std::string_view text, std::string_view head) {
-    return text.substr(0, head.size()) == head;
 }
 
 bool hasTimeStampShape(std::string_view text) {
@@ -31,25 +24,6 @@ bool hasTimeStampShape(std::string_view text) {
         const bool wantDigit = kTimeStampShape[i] == 'd';
         if (wantDigit ? !isDigit(text[i]) : text[i] != '_') return false;
     }
-    return true;
-}
-
-// Reads "%d" (optional minus, at least one digit) from the front of `text`.
-std::optional<int> takeInt(std::string_view& text) {
-    std::size_t length = (!text.empty() && text[0] == '-') ? 1 : 0;
-    const std::size_t digitsStart = length;
-    while (length < text.size() && isDigit(text[length])) ++length;
-    if (length == digitsStart) return std::nullopt;
-    int value = 0;
-    const auto result = std::from_chars(text.data(), text.data() + length, value);
-    if (result.ec != std::errc()) return std::nullopt;
-    text.remove_prefix(length);
-    return value;
-}
-
-bool takeUnderscore(std::string_view& text) {
-    if (text.empty() || text[0] != '_') return false;
-    text.remove_prefix(1);
     return true;
 }
 
@@ -75,9 +49,9 @@ bool parsePrefix(std::string_view prefix, LogFileName& name) {
     const bool fullLength = prefix.size() == kMaxPrefixLength;
     std::string_view rest = prefix;
     const auto uniqueKey = takeInt(rest);
-    if (!uniqueKey || !takeUnderscore(rest)) return false;
+    if (!uniqueKey || !take(rest, "_")) return false;
     const auto requestNum = takeInt(rest);
-    if (!requestNum || !takeUnderscore(rest)) return false;
+    if (!requestNum || !take(rest, "_")) return false;
     name.uniqueKey = *uniqueKey;
     name.requestNum = *requestNum;
     name.tagNumber = takeInt(rest);
@@ -88,7 +62,7 @@ bool parsePrefix(std::string_view prefix, LogFileName& name) {
         name.prefixCut = true;
         return fullLength;
     }
-    if (!name.tagNumber || !takeUnderscore(rest)) return false;
+    if (!name.tagNumber || !take(rest, "_")) return false;
     if (!parseWord(rest, name)) return false;
     return !name.prefixCut || fullLength;
 }

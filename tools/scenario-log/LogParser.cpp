@@ -1,7 +1,6 @@
 #include "LogParser.h"
 
-#include <cctype>
-#include <charconv>
+#include "TextScan.h"
 
 namespace scenariolog {
 namespace {
@@ -21,31 +20,6 @@ constexpr const char* kBadNddText = "malformed NDD text in headline";
 constexpr const char* kBadNumberPiece = "malformed sensor, frame or magic number piece";
 constexpr const char* kNoForm = "neither a headline nor a record line";
 constexpr const char* kBadRecord = "record line cut short or malformed";
-
-bool startsWith(std::string_view text, std::string_view head) {
-    return text.substr(0, head.size()) == head;
-}
-
-bool take(std::string_view& text, std::string_view head) {
-    if (!startsWith(text, head)) return false;
-    text.remove_prefix(head.size());
-    return true;
-}
-
-std::optional<int> takeInt(std::string_view& text) {
-    std::size_t length = (!text.empty() && text[0] == '-') ? 1 : 0;
-    const std::size_t digitsStart = length;
-    while (length < text.size() && std::isdigit(static_cast<unsigned char>(text[length])) != 0) {
-        ++length;
-    }
-    if (length == digitsStart) return std::nullopt;
-    int value = 0;
-    if (std::from_chars(text.data(), text.data() + length, value).ec != std::errc()) {
-        return std::nullopt;
-    }
-    text.remove_prefix(length);
-    return value;
-}
 
 // Takes "<name>]" and returns the name, which may not be empty.
 std::optional<std::string_view> takeName(std::string_view& text) {
