@@ -107,12 +107,6 @@ JsonObject& JsonObject::add(std::string_view name, std::uint64_t value) {
     return *this;
 }
 
-JsonObject& JsonObject::add(std::string_view name, const std::optional<int>& value) {
-    key(name);
-    mText += value ? std::to_string(*value) : "null";
-    return *this;
-}
-
 JsonObject& JsonObject::add(std::string_view name, bool value) {
     key(name);
     mText += value ? "true" : "false";

@@ -26,7 +26,10 @@ class JsonObject {
         return add(key, static_cast<std::int64_t>(value));
     }
     // null when absent
-    JsonObject& add(std::string_view key, const std::optional<int>& value);
+    template <typename T>
+    JsonObject& add(std::string_view key, const std::optional<T>& value) {
+        return value ? add(key, *value) : addRaw(key, "null");
+    }
     JsonObject& add(std::string_view key, bool value);
     // `json` must already be valid JSON (an array or a nested object).
     JsonObject& addRaw(std::string_view key, std::string_view json);

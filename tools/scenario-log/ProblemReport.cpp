@@ -26,14 +26,13 @@ void ProblemReport::finish() {
 void ProblemReport::print(const std::string& path, std::optional<std::uint64_t> line,
                           std::string_view reason) {
     if (mJson) {
-        JsonObject object;
-        object.add("type", "problem").add("file", path);
-        if (line) {
-            object.add("line", *line);
-        } else {
-            object.addRaw("line", "null");
-        }
-        mOut << object.add("reason", reason).str() << '\n';
+        mOut << JsonObject()
+                    .add("type", "problem")
+                    .add("file", path)
+                    .add("line", line)
+                    .add("reason", reason)
+                    .str()
+             << '\n';
         return;
     }
     mErr << path;
