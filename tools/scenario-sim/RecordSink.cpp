@@ -16,6 +16,19 @@ int64_t nanosecondsSince(Clock::time_point start) {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now() - start).count();
 }
 
+// The fields that decision and execution records share.
+template <typename Param>
+Param recordParam(const SimRequest& request, uint32_t moduleId, const RecordKind& kind) {
+    Param param;
+    param.requestNum = request.mRequestNum;
+    param.frameNum = request.mRequestNum;
+    param.magicNum = kind.mWithMagic ? request.mMagicNum : kAbsent;
+    param.sensorId = kSensorId;
+    param.decisionType = kind.mType;
+    param.moduleId = moduleId;
+    return param;
+}
+
 }  // namespace
 
 RecordSink::RecordSink(sr::IScenarioRecorder* recorder, std::atomic<uint64_t>* sessionRecords)
@@ -38,13 +51,7 @@ void RecordSink::submit(SimRequest& request, uint32_t moduleId, const RecordKind
 
 void RecordSink::submitDecision(const SimRequest& request, uint32_t moduleId,
                                 const RecordKind& kind, const std::string& text) {
-    sr::DecisionParam param;
-    param.requestNum = request.mRequestNum;
-    param.frameNum = request.mRequestNum;
-    param.magicNum = kind.mWithMagic ? request.mMagicNum : kAbsent;
-    param.sensorId = kSensorId;
-    param.decisionType = kind.mType;
-    param.moduleId = moduleId;
+    const auto param = recordParam<sr::DecisionParam>(request, moduleId, kind);
     const Clock::time_point start = Clock::now();
     mRecorder->submitDecisionRecord(param, text);
     mLatenciesNs.push_back(nanosecondsSince(start));
@@ -52,14 +59,8 @@ void RecordSink::submitDecision(const SimRequest& request, uint32_t moduleId,
 
 void RecordSink::submitExecution(const SimRequest& request, uint32_t moduleId,
                                  const RecordKind& kind, bool headline, const std::string& text) {
-    sr::ResultParam param;
-    param.requestNum = request.mRequestNum;
-    param.frameNum = request.mRequestNum;
-    param.magicNum = kind.mWithMagic ? request.mMagicNum : kAbsent;
-    param.sensorId = kSensorId;
-    param.decisionType = kind.mType;
+    auto param = recordParam<sr::ResultParam>(request, moduleId, kind);
     param.stageId = kind.mStage;
-    param.moduleId = moduleId;
     param.addToHeadline = headline;
     const Clock::time_point start = Clock::now();
     mRecorder->submitExecutionRecord(param, text);
