@@ -38,6 +38,19 @@ constexpr int kClockSamples = 1001;
 
 RunningRecorder* gSharedRecorder = nullptr;
 
+// The fields that the benchmark's decision and execution records share.
+template <typename Param>
+Param recordParam(int requestNum) {
+    Param param;
+    param.requestNum = requestNum;
+    param.sensorId = 0;
+    param.frameNum = 12;
+    param.magicNum = 345;
+    param.decisionType = sr::ISP_FLOW;
+    param.moduleId = kCameraMiddleware;
+    return param;
+}
+
 template <typename Visit>
 void forEachTuningLog(const std::string& folder, Visit visit) {
     DIR* dir = opendir(folder.c_str());
@@ -149,25 +162,12 @@ void setSharedRecorder(RunningRecorder* recorder) {
 }
 
 sr::DecisionParam decisionParam(int requestNum) {
-    sr::DecisionParam param;
-    param.requestNum = requestNum;
-    param.sensorId = 0;
-    param.frameNum = 12;
-    param.magicNum = 345;
-    param.decisionType = sr::ISP_FLOW;
-    param.moduleId = kCameraMiddleware;
-    return param;
+    return recordParam<sr::DecisionParam>(requestNum);
 }
 
 sr::ResultParam executionParam(int requestNum, bool addToHeadline) {
-    sr::ResultParam param;
-    param.requestNum = requestNum;
-    param.sensorId = 0;
-    param.frameNum = 12;
-    param.magicNum = 345;
-    param.decisionType = sr::ISP_FLOW;
+    auto param = recordParam<sr::ResultParam>(requestNum);
     param.stageId = kStageMdp;
-    param.moduleId = kCameraMiddleware;
     param.addToHeadline = addToHeadline;
     return param;
 }
