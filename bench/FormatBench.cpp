@@ -25,44 +25,43 @@ constexpr size_t kSpdlogQueueItems = 8192;  // spdlog's default queue size
 // Timed-loop runs are repeated; their medians are the figures quoted.
 constexpr int kRepetitions = 3;
 
-void BM_FormatDecisionLine(benchmark::State& state) {
+using Line = char[sr::kRecordLineSize];
+
+// Every formatter runs in this one loop, so that their figures differ only
+// by the formatter: `format(text, line)` writes the benchmark's record with a
+// text of the argument's length into `line`.
+template <typename Format>
+void timeFormatter(benchmark::State& state, Format format) {
     const std::string text = benchText(static_cast<size_t>(state.range(0)));
-    const sr::DecisionParam param = decisionParam(1);
-    char line[sr::kRecordLineSize];
+    Line line;
     for (auto _ : state) {
-        benchmark::DoNotOptimize(sr::formatDecisionLine(param, sr::toRecordText(text), line));
+        benchmark::DoNotOptimize(format(text, line));
         benchmark::ClobberMemory();
     }
+}
+
+void BM_FormatDecisionLine(benchmark::State& state) {
+    timeFormatter(state, [param = decisionParam(1)](const std::string& text, Line& line) {
+        return sr::formatDecisionLine(param, sr::toRecordText(text), line);
+    });
 }
 
 void BM_SnprintfDecisionLine(benchmark::State& state) {
-    const std::string text = benchText(static_cast<size_t>(state.range(0)));
-    const sr::DecisionParam param = decisionParam(1);
-    char line[sr::kRecordLineSize];
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(sr::reference::snprintfDecisionLine(param, text.c_str(), line));
-        benchmark::ClobberMemory();
-    }
+    timeFormatter(state, [param = decisionParam(1)](const std::string& text, Line& line) {
+        return sr::reference::snprintfDecisionLine(param, text.c_str(), line);
+    });
 }
 
 void BM_FormatExecutionLine(benchmark::State& state) {
-    const std::string text = benchText(static_cast<size_t>(state.range(0)));
-    const sr::ResultParam param = executionParam(1, false);
-    char line[sr::kRecordLineSize];
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(sr::formatExecutionLine(param, sr::toRecordText(text), line));
-        benchmark::ClobberMemory();
-    }
+    timeFormatter(state, [param = executionParam(1, false)](const std::string& text, Line& line) {
+        return sr::formatExecutionLine(param, sr::toRecordText(text), line);
+    });
 }
 
 void BM_SnprintfExecutionLine(benchmark::State& state) {
-    const std::string text = benchText(static_cast<size_t>(state.range(0)));
-    const sr::ResultParam param = executionParam(1, false);
-    char line[sr::kRecordLineSize];
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(sr::reference::snprintfExecutionLine(param, text.c_str(), line));
-        benchmark::ClobberMemory();
-    }
+    timeFormatter(state, [param = executionParam(1, false)](const std::string& text, Line& line) {
+        return sr::reference::snprintfExecutionLine(param, text.c_str(), line);
+    });
 }
 
 // The copy that the submit path makes of the formatted line, L bytes.
@@ -92,6 +91,15 @@ std::shared_ptr<spdlog::logger> spdlogLogger() {
     return logger;
 }
 
+// The content of the recorder's decision line, names looked up per call as
+// the recorder's formatter does.
+void logDecision(spdlog::logger& logger, const sr::DecisionParam& param, const std::string& text) {
+    logger.info("[SensorId: {}][FrameNum: {}][MagicNum: {}][ModuleName: {}][Decision: {}] {}",
+                param.sensorId, param.frameNum, param.magicNum,
+                sr::lookupModuleName(param.moduleId).text,
+                sr::lookupDecisionName(param.decisionType).text, text);
+}
+
 // The same line content through spdlog's asynchronous logger: the producer
 // formats into a queued message; one spdlog thread writes it to the file.
 // With the queue full the producer waits (spdlog's default policy).
@@ -99,12 +107,7 @@ void BM_SpdlogAsyncDecision(benchmark::State& state) {
     const std::shared_ptr<spdlog::logger> logger = spdlogLogger();
     const std::string text = benchText(static_cast<size_t>(state.range(0)));
     const sr::DecisionParam param = decisionParam(1);
-    for (auto _ : state) {
-        logger->info("[SensorId: {}][FrameNum: {}][MagicNum: {}][ModuleName: {}][Decision: {}] {}",
-                     param.sensorId, param.frameNum, param.magicNum,
-                     sr::lookupModuleName(param.moduleId).text,
-                     sr::lookupDecisionName(param.decisionType).text, text);
-    }
+    for (auto _ : state) logDecision(*logger, param, text);
     state.SetItemsProcessed(state.iterations());
 }
 
@@ -116,10 +119,7 @@ void BM_SpdlogAsyncDecisionLatency(benchmark::State& state) {
     LatencySamples samples(static_cast<size_t>(state.max_iterations));
     for (auto _ : state) {
         const auto start = std::chrono::steady_clock::now();
-        logger->info("[SensorId: {}][FrameNum: {}][MagicNum: {}][ModuleName: {}][Decision: {}] {}",
-                     param.sensorId, param.frameNum, param.magicNum,
-                     sr::lookupModuleName(param.moduleId).text,
-                     sr::lookupDecisionName(param.decisionType).text, text);
+        logDecision(*logger, param, text);
         samples.add(std::chrono::steady_clock::now() - start);
     }
     state.SetItemsProcessed(state.iterations());
