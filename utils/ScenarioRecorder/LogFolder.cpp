@@ -63,7 +63,7 @@ void ScenarioRecorder::getFolderPath(char* folderPath, unsigned long folderPathS
     for (const char* candidate : kFallbackFolders) {
         if (tryCandidate(candidate)) return;
     }
-    strncpy(folderPath, kLastResortFolder, folderPathSize);
+    copyTerminated(folderPath, kLastResortFolder, folderPathSize);
 }
 
 }  // namespace scenariorecorder

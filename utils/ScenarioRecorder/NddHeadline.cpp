@@ -2,8 +2,7 @@
 // items that head every buffer block of a request in the file.
 #include <string.h>
 
-#include <new>
-
+#include "HeadlineItem.h"
 #include "RecordFormat.h"
 #include "RecorderLog.h"
 #include "ScenarioRecorder.h"
@@ -41,11 +40,9 @@ void ScenarioRecorder::recordNddInfo(int uniqueKey, int requestNum, int tagNumbe
 }
 
 void ScenarioRecorder::writeNDDToHeadline(int uniqueKey, int requestNum) {
-    std::unique_ptr<char[]> block(new (std::nothrow) char[kHeadlineItemSize]());
-    if (block == nullptr) return;
-    auto& area = *reinterpret_cast<char(*)[kHeadlineItemSize]>(block.get());
-    const int length = formatNddText(uniqueKey, requestNum, area);
-    queueHeadlineItem(requestNum, HeadlineItem(std::move(block), length), /*atFront=*/true);
+    HeadlineItem item =
+        makeHeadlineItem([&](auto& area) { return formatNddText(uniqueKey, requestNum, area); });
+    if (item.first != nullptr) queueHeadlineItem(requestNum, std::move(item), /*atFront=*/true);
 }
 
 // NDD texts go to the front and execution snippets to the back, so every NDD

@@ -5,6 +5,8 @@
 #include <stdio.h>
 #include <zyncam/utils/ULog.h>
 
+#include <algorithm>
+
 namespace NSCam {
 namespace TuningUtils {
 namespace scenariorecorder {
@@ -48,22 +50,26 @@ bool toUnifiedLogger() {
     return (ULogger::sMode & kModeUnifiedLogger) != 0;
 }
 
-// Formats the short form into a zeroed area; false when formatting failed.
-bool formatShortForm(char (&area)[kLineAreaSize], size_t* length, const char* format,
-                     va_list args) {
-    const int count = vsnprintf(area, sizeof(area), format, args);
-    if (count < 0) return false;
-    *length =
-        static_cast<size_t>(count) < sizeof(area) ? static_cast<size_t>(count) : sizeof(area) - 1;
-    return true;
+// The short form of a line, formatted once for both sinks. The area starts
+// zeroed, so it holds a string even when formatting fails.
+struct ShortForm {
+    char text[kLineAreaSize] = {};
+    size_t length = 0;
+    bool formatted = false;
+};
+
+void formatShortForm(ShortForm* line, const char* format, va_list args) {
+    const int count = vsnprintf(line->text, sizeof(line->text), format, args);
+    if (count < 0) return;
+    line->length = std::min(static_cast<size_t>(count), sizeof(line->text) - 1);
+    line->formatted = true;
 }
 
-void sendToUnifiedLogger(int unifiedLevel, const char* format, va_list args) {
-    char area[kLineAreaSize] = {};
-    size_t length = 0;
-    if (!formatShortForm(area, &length, format, args)) return;
+void sendToUnifiedLogger(int unifiedLevel, const ShortForm& line) {
     ULogger* logger = ULogger::sULogger;
-    if (logger != nullptr) logger->onLogLine(kModuleId, kTag, unifiedLevel, area, length);
+    if (line.formatted && logger != nullptr) {
+        logger->onLogLine(kModuleId, kTag, unifiedLevel, line.text, line.length);
+    }
 }
 
 }  // namespace
@@ -81,40 +87,32 @@ bool isEnabled(Level level) {
 
 void write(Level level, const char* function, int line, const char* format, ...) {
     const LevelTraits traits = traitsOf(level);
+    ShortForm shortForm;
+    va_list args;
+    va_start(args, format);
+    formatShortForm(&shortForm, format, args);
+    va_end(args);
     if (toAndroidLog()) {
-        char text[kLineAreaSize];
-        va_list args;
-        va_start(args, format);
-        vsnprintf(text, sizeof(text), format, args);
-        va_end(args);
         if (level == Level::kError) {
-            __android_log_print(traits.androidPriority, kTag, "%s (%s){#%d:%s}", text, function,
-                                line, kSourcePath);
+            __android_log_print(traits.androidPriority, kTag, "%s (%s){#%d:%s}", shortForm.text,
+                                function, line, kSourcePath);
         } else {
-            __android_log_print(traits.androidPriority, kTag, "%s", text);
+            __android_log_print(traits.androidPriority, kTag, "%s", shortForm.text);
         }
     }
-    if (toUnifiedLogger()) {
-        va_list args;
-        va_start(args, format);
-        sendToUnifiedLogger(traits.unifiedLevel, format, args);
-        va_end(args);
-    }
+    if (toUnifiedLogger()) sendToUnifiedLogger(traits.unifiedLevel, shortForm);
 }
 
 void fatal(const char* function, int line, const char* format, ...) {
-    char text[kLineAreaSize] = {};
+    ShortForm shortForm;
     va_list args;
     va_start(args, format);
-    vsnprintf(text, sizeof(text), format, args);
+    formatShortForm(&shortForm, format, args);
     va_end(args);
-    if (toUnifiedLogger()) {
-        va_start(args, format);
-        sendToUnifiedLogger(1, format, args);
-        va_end(args);
-    }
+    if (toUnifiedLogger()) sendToUnifiedLogger(traitsOf(Level::kError).unifiedLevel, shortForm);
     if (ULogger::sULogger != nullptr) ULogger::sULogger->onFlush(1);
-    __android_log_assert(nullptr, kTag, "%s (%s){#%d:%s}", text, function, line, kSourcePath);
+    __android_log_assert(nullptr, kTag, "%s (%s){#%d:%s}", shortForm.text, function, line,
+                         kSourcePath);
 }
 
 }  // namespace log

@@ -2,8 +2,7 @@
 // copy outside the lock, publish.
 #include <string.h>
 
-#include <new>
-
+#include "HeadlineItem.h"
 #include "RecordFormat.h"
 #include "ScenarioRecorder.h"
 
@@ -25,7 +24,6 @@ ScenarioRecorder::Buffer* reserveAndCopy(ScenarioRecorder& recorder, int request
                                 &buffer)) {
         return nullptr;
     }
-    header->text = reinterpret_cast<char*>(header) + ScenarioRecorder::kLogHeaderSize;
     memcpy(header->text, line, length);
     header->text[length - 1] = '\0';
     return buffer;
@@ -51,12 +49,10 @@ void ScenarioRecorder::submitExecutionRecord(const ResultParam& param, const std
     // Queued before publication: the service thread merges a request's
     // headline items only once the buffer holding this record has drained.
     if (param.addToHeadline && recordText.length <= kMaxHeadlineTextLength) {
-        std::unique_ptr<char[]> block(new (std::nothrow) char[kHeadlineItemSize]());
-        if (block != nullptr) {
-            auto& area = *reinterpret_cast<char(*)[kHeadlineItemSize]>(block.get());
-            const int length = formatHeadlineSnippet(recordText, area);
-            queueHeadlineItem(param.requestNum, HeadlineItem(std::move(block), length),
-                              /*atFront=*/false);
+        HeadlineItem item =
+            makeHeadlineItem([&](auto& area) { return formatHeadlineSnippet(recordText, area); });
+        if (item.first != nullptr) {
+            queueHeadlineItem(param.requestNum, std::move(item), /*atFront=*/false);
         }
     }
     publishRecord(buffer);

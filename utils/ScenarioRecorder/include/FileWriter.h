@@ -50,8 +50,8 @@ class SCENARIO_RECORDER_EXPORT FileWriter {
     void close();
     // Opens the next file of the series, or with `newSeries` the first file of
     // a new series named with `prefix` (cut to 29 characters) and a fresh time
-    // stamp. Must be called only while no file is open. True when a file is
-    // open afterwards.
+    // stamp. A file still open is closed first. True when a file is open
+    // afterwards.
     bool open(bool newSeries, const char* prefix, bool quiet);
     // Appends `line` and a newline; may write the buffer out and rotate.
     void onWriteLog(const char* line);
