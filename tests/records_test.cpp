@@ -1,7 +1,10 @@
-// Decision and execution records: the exact lines, the cut at 1,023
-// characters, reservations, headline snippets, and records that vanish while
-// the recorder is not ready.
+// Decision and execution records as they are stored: the documented lines,
+// the cut at 1,023 characters and the room reserved for it, headline
+// snippets, and records that vanish while the recorder is not ready.
+#include "support/Records.h"
+
 #include <gtest/gtest.h>
+#include <limits.h>
 
 #include <string>
 #include <utility>
@@ -15,119 +18,87 @@ namespace TuningUtils {
 namespace scenariorecorder {
 namespace {
 
-using Peer = ScenarioRecorderTestPeer;
+using testsupport::decisionParam;
+using testsupport::resultParam;
+using Lines = std::vector<std::string>;
 
-constexpr uint32_t kCameraMiddleware = 0x00202001;
-constexpr int kStageMdp = 9;
 constexpr int kRequest = 12;
-
-DecisionParam decision(int sensor = 0, int frame = 12, int magic = 345) {
-    DecisionParam param;
-    param.requestNum = kRequest;
-    param.sensorId = sensor;
-    param.frameNum = frame;
-    param.magicNum = magic;
-    param.decisionType = ISP_FLOW;
-    param.moduleId = kCameraMiddleware;
-    return param;
-}
-
-ResultParam execution(int sensor = 0, int frame = 12, int magic = 345, bool headline = false) {
-    ResultParam param;
-    param.requestNum = kRequest;
-    param.sensorId = sensor;
-    param.frameNum = frame;
-    param.magicNum = magic;
-    param.decisionType = ISP_FLOW;
-    param.stageId = kStageMdp;
-    param.moduleId = kCameraMiddleware;
-    param.addToHeadline = headline;
-    return param;
-}
 
 class Records : public ::testing::Test {
   protected:
     Records() { Peer::setReady(mRecorder, true); }
 
-    std::vector<std::string> lines() { return Peer::walkActive(mRecorder, kRequest).records; }
-    uint64_t lastSize() { return Peer::walkActive(mRecorder, kRequest).sizes.back(); }
+    WalkedBuffer walked() { return Peer::walkActive(mRecorder, kRequest); }
 
     ScenarioRecorder mRecorder;
 };
 
 TEST_F(Records, LinesReadAsDocumented) {
-    mRecorder.submitDecisionRecord(decision(), "done");
-    mRecorder.submitExecutionRecord(execution(), "done");
+    mRecorder.submitDecisionRecord(decisionParam(kRequest, {0, 12, 345}), "done");
+    mRecorder.submitExecutionRecord(resultParam(kRequest, false, {0, 12, 345}), "done");
     // Absent numbers are left out, other negatives printed.
-    mRecorder.submitExecutionRecord(execution(0, -1, -1), "done");
-    mRecorder.submitDecisionRecord(decision(-1, -1, -1), "x");
-    mRecorder.submitDecisionRecord(decision(-2, -1, -2147483647 - 1), "x");
-    // Unknown numbers print fall-back names.
-    DecisionParam unknownDecision = decision(-1, -1, -1);
-    unknownDecision.moduleId = 0x00207005;
-    unknownDecision.decisionType = static_cast<DecisionType>(7);
-    mRecorder.submitDecisionRecord(unknownDecision, "x");
-    ResultParam unknownResult = execution(-1, -1, -1);
-    unknownResult.stageId = 2;
-    unknownResult.decisionType = static_cast<DecisionType>(0);
-    mRecorder.submitExecutionRecord(unknownResult, "x");
-    ResultParam defaults;  // nothing set: every number absent, every name falls back
+    mRecorder.submitExecutionRecord(resultParam(kRequest, false, {0}), "done");
+    mRecorder.submitDecisionRecord(decisionParam(kRequest, {-2, -1, INT_MIN}), "x");
+    // Unknown numbers print the fall-back names; an empty text keeps its space.
+    DecisionParam unknown = decisionParam(kRequest);
+    unknown.moduleId = 0x00207005;  // a gap in a range of the module table
+    unknown.decisionType = static_cast<DecisionType>(7);
+    mRecorder.submitDecisionRecord(unknown, "x");
+    ResultParam defaults;
     defaults.requestNum = kRequest;
     mRecorder.submitExecutionRecord(defaults, "");
     // The text ends at its first NUL.
-    mRecorder.submitDecisionRecord(decision(-1, -1, -1), std::string("visible\0hidden", 14));
-    EXPECT_EQ(lines(),
-              (std::vector<std::string>{
-                  "[SensorId: 0][FrameNum: 12][MagicNum: 345][ModuleName: CameraMiddleware]"
-                  "[Decision: ISP_FLOW] done",
-                  "[SensorId: 0][FrameNum: 12][MagicNum: 345][ModuleName: CameraMiddleware]"
-                  "[Stage_MDP][Result: ISP_FLOW] done",
-                  "[SensorId: 0][ModuleName: CameraMiddleware][Stage_MDP][Result: ISP_FLOW] done",
-                  "[ModuleName: CameraMiddleware][Decision: ISP_FLOW] x",
-                  "[SensorId: -2][MagicNum: -2147483648][ModuleName: CameraMiddleware]"
-                  "[Decision: ISP_FLOW] x",
-                  "[ModuleName: noModuleName][Decision: noDecisionName] x",
-                  "[ModuleName: CameraMiddleware][noStageName][Result: noDecisionName] x",
-                  "[ModuleName: noModuleName][noStageName][Result: noDecisionName] ",
-                  "[ModuleName: CameraMiddleware][Decision: ISP_FLOW] visible"}));
+    mRecorder.submitDecisionRecord(decisionParam(kRequest), std::string("visible\0hidden", 14));
+    EXPECT_EQ(walked().records,
+              (Lines{"[SensorId: 0][FrameNum: 12][MagicNum: 345][ModuleName: P2Streaming]"
+                     "[Decision: TOP_CONTROL] done",
+                     "[SensorId: 0][FrameNum: 12][MagicNum: 345][ModuleName: P2Streaming]"
+                     "[Stage_MDP][Result: ISP_FLOW] done",
+                     "[SensorId: 0][ModuleName: P2Streaming][Stage_MDP][Result: ISP_FLOW] done",
+                     "[SensorId: -2][MagicNum: -2147483648][ModuleName: P2Streaming]"
+                     "[Decision: TOP_CONTROL] x",
+                     "[ModuleName: noModuleName][Decision: noDecisionName] x",
+                     "[ModuleName: noModuleName][noStageName][Result: noDecisionName] ",
+                     "[ModuleName: P2Streaming][Decision: TOP_CONTROL] visible"}));
 }
 
 TEST_F(Records, LinesAreCutAfter1023CharactersAndReserveTheirLengthPlus41RoundedUp) {
-    const std::string prefix = "[ModuleName: CameraMiddleware][Decision: ISP_FLOW] ";
+    const std::string prefix = testsupport::decisionLine("");
     // The line's length before any cut, and the room reserved for it.
     const std::pair<size_t, uint64_t> cases[] = {{100, 144},   {103, 144},   {104, 152},
                                                  {1023, 1064}, {1024, 1064}, {5000, 1064}};
     for (const auto& [length, reserved] : cases) {
         const std::string text(length - prefix.size(), 'a');
-        mRecorder.submitDecisionRecord(decision(-1, -1, -1), text);
-        EXPECT_EQ(lines().back(), (prefix + text).substr(0, 1023)) << length;
-        EXPECT_EQ(lastSize(), reserved) << length;
+        mRecorder.submitDecisionRecord(decisionParam(kRequest), text);
+        EXPECT_EQ(walked().records.back(), (prefix + text).substr(0, 1023)) << length;
+        EXPECT_EQ(walked().sizes.back(), reserved) << length;
     }
 }
 
 TEST_F(Records, MarkedExecutionTextsOfAtMost1023CharactersAreQueuedForTheHeadline) {
-    mRecorder.submitExecutionRecord(execution(0, 12, 345, true), "done");
-    mRecorder.submitExecutionRecord(execution(0, 12, 345, false), "not queued");
-    mRecorder.submitExecutionRecord(execution(0, 12, 345, true), "");
-    EXPECT_EQ(Peer::headlineItems(mRecorder, kRequest), (std::vector<std::string>{", done", ", "}));
-    mRecorder.submitExecutionRecord(execution(-1, -1, -1, true), std::string(1023, 'h'));
-    mRecorder.submitExecutionRecord(execution(-1, -1, -1, true), std::string(1024, 'h'));
+    mRecorder.submitExecutionRecord(resultParam(kRequest, true), "done");
+    mRecorder.submitExecutionRecord(resultParam(kRequest, false), "not queued");
+    mRecorder.submitExecutionRecord(resultParam(kRequest, true), "");
+    EXPECT_EQ(Peer::headlineItems(mRecorder, kRequest), (Lines{", done", ", "}));
+    mRecorder.submitExecutionRecord(resultParam(kRequest, true), std::string(1023, 'h'));
+    mRecorder.submitExecutionRecord(resultParam(kRequest, true), std::string(1024, 'h'));
     EXPECT_EQ(Peer::headlineLengths(mRecorder, kRequest), (std::vector<int>{6, 2, 1025}));
-    EXPECT_EQ(lines().size(), 5u) << "every line is stored all the same";
+    EXPECT_EQ(walked().records.size(), 5u) << "every line is stored all the same";
 }
 
 TEST(RecordsNotReady, RecordsVanishBeforeStartAndAfterStop) {
     ScenarioRecorder recorder;
-    recorder.submitDecisionRecord(decision(), "early");
-    recorder.submitExecutionRecord(execution(0, 1, 1, true), "early");
+    recorder.submitDecisionRecord(decisionParam(kRequest), "early");
+    recorder.submitExecutionRecord(resultParam(kRequest, true), "early");
     EXPECT_EQ(Peer::activeCount(recorder), 0u);
     EXPECT_EQ(Peer::headlineQueueCount(recorder), 0u);
 
     Peer::setReady(recorder, true);
-    recorder.submitDecisionRecord(decision(), "accepted");
+    recorder.submitDecisionRecord(decisionParam(kRequest), "accepted");
     Peer::setReady(recorder, false);
-    recorder.submitDecisionRecord(decision(), "late");
-    EXPECT_EQ(Peer::walkActive(recorder, kRequest).records.size(), 1u);
+    recorder.submitDecisionRecord(decisionParam(kRequest), "late");
+    EXPECT_EQ(Peer::walkActive(recorder, kRequest).records,
+              Lines{testsupport::decisionLine("accepted")});
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 // Test access to a recorder's internal state, under the locks that guard it.
 #pragma once
 
+#include <string.h>
+
 #include <string>
 #include <vector>
 
@@ -30,6 +32,26 @@ class ScenarioRecorderTestPeer {
     static bool ready(ScenarioRecorder& recorder) { return recorder.mReady.load(); }
     static bool running(ScenarioRecorder& recorder) { return recorder.mRunning.load(); }
     static bool hasThread(ScenarioRecorder& recorder) { return recorder.mServiceThread.joinable(); }
+
+    // Reserves `size` bytes (by default what the line needs) for a record of
+    // `requestNum` and copies `line` in, leaving it to be published.
+    static Buffer* reserve(ScenarioRecorder& recorder, int requestNum, const std::string& line,
+                           uint64_t size = 0) {
+        LogHeader* header = nullptr;
+        Buffer* buffer = nullptr;
+        if (size == 0) size = line.size() + 1 + ScenarioRecorder::kLogHeaderSize;
+        if (!recorder.allocLogSpace(requestNum, size, &header, &buffer)) return nullptr;
+        memcpy(header->text, line.c_str(), line.size() + 1);
+        return buffer;
+    }
+    static void publish(ScenarioRecorder& recorder, Buffer* buffer) {
+        recorder.publishRecord(buffer);
+    }
+    static void writeRecord(ScenarioRecorder& recorder, int requestNum, const std::string& line,
+                            uint64_t size = 0) {
+        Buffer* buffer = reserve(recorder, requestNum, line, size);
+        if (buffer != nullptr) publish(recorder, buffer);
+    }
 
     static WalkedBuffer walk(const Buffer& buffer) {
         WalkedBuffer walked;
@@ -174,6 +196,9 @@ class ScenarioRecorderTestPeer {
         writer->mFileBytes = FileWriter::kRotationSize - bytes;
     }
 };
+
+// The short name the tests use.
+using Peer = ScenarioRecorderTestPeer;
 
 }  // namespace scenariorecorder
 }  // namespace TuningUtils
