@@ -184,17 +184,6 @@ class ScenarioRecorderTestPeer {
         std::lock_guard<std::mutex> lock(recorder.mWriterLock);
         return recorder.mFileWriters.size();
     }
-
-    // Moves a request's writer (or the default writer) `bytes` short of
-    // rotation, under the lock through which the service thread finds it.
-    static void bringWriterNearRotation(ScenarioRecorder& recorder, int requestNum,
-                                        uint64_t bytes) {
-        std::lock_guard<std::mutex> lock(recorder.mWriterLock);
-        auto it = recorder.mFileWriters.find(requestNum);
-        FileWriter* writer =
-            it == recorder.mFileWriters.end() ? recorder.mDefaultWriter.get() : it->second.get();
-        writer->mFileBytes = FileWriter::kRotationSize - bytes;
-    }
 };
 
 // The short name the tests use.
