@@ -1,5 +1,5 @@
-// NDD reports and the headline: which writer a report makes, the order of
-// queued items, and the headline's room.
+// NDD reports and the headline: which writer a report makes, the items it
+// queues, and the headline's room.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -15,8 +15,7 @@ namespace TuningUtils {
 namespace scenariorecorder {
 namespace {
 
-using Peer = ScenarioRecorderTestPeer;
-using Buffer = ScenarioRecorder::Buffer;
+using Lines = std::vector<std::string>;
 
 class NddReports : public ::testing::Test {
   protected:
@@ -27,7 +26,7 @@ class NddReports : public ::testing::Test {
     ScenarioRecorder mRecorder;
 };
 
-TEST_F(NddReports, SecondCaptureReportForARequestIsIgnored) {
+TEST_F(NddReports, SecondCaptureReportIsIgnoredAndOtherRequestsFindTheDefaultWriter) {
     mRecorder.recordNddInfo(1234, 17, 3, true);
     FileWriter* writer = Peer::requestWriter(mRecorder, 17);
     ASSERT_NE(writer, nullptr);
@@ -36,36 +35,21 @@ TEST_F(NddReports, SecondCaptureReportForARequestIsIgnored) {
     mRecorder.recordNddInfo(999, 17, 4, true);
     EXPECT_EQ(Peer::requestWriter(mRecorder, 17), writer);
     EXPECT_EQ(testsupport::listFiles(mDir.path()).size(), 1u);
-    EXPECT_EQ(Peer::headlineItems(mRecorder, 17),
-              (std::vector<std::string>{"[UKey: 1234][ReqNum: 17]"}));
+    EXPECT_EQ(Peer::headlineItems(mRecorder, 17), Lines{"[UKey: 1234][ReqNum: 17]"});
+    EXPECT_EQ(mRecorder.getFileWriterFromContainer(17), writer);
+    EXPECT_EQ(mRecorder.getFileWriterFromContainer(18), Peer::defaultWriter(mRecorder));
+    EXPECT_EQ(Peer::writerCount(mRecorder), 1u);
 }
 
-TEST_F(NddReports, PreviewReportWithTheDefaultWritersKeyOpensNoFile) {
+TEST_F(NddReports, PreviewReportOpensAFileOnlyForANewUniqueKey) {
     mRecorder.recordNddInfo(-1, 5, 0, false);
     EXPECT_EQ(Peer::defaultWriter(mRecorder)->mFd, -1);
     EXPECT_TRUE(testsupport::listFiles(mDir.path()).empty());
-    EXPECT_EQ(Peer::headlineItems(mRecorder, 5),
-              (std::vector<std::string>{"[UKey: -1][ReqNum: 5]"}));
-}
-
-TEST_F(NddReports, PreviewWritersGetThePrefixOfTheirIdentities) {
+    EXPECT_EQ(Peer::headlineItems(mRecorder, 5), Lines{"[UKey: -1][ReqNum: 5]"});
     mRecorder.recordNddInfo(-2, -1, -1, false);
     EXPECT_EQ(std::string(Peer::defaultWriter(mRecorder)->mFilePrefix),
               "-00000002_-001_-001_preview_");
-}
-
-TEST_F(NddReports, NddTextsPrecedeSnippetsMostRecentFirst) {
-    ResultParam param;
-    param.requestNum = 9;
-    param.addToHeadline = true;
-    mRecorder.submitExecutionRecord(param, "snippet");
-    mRecorder.recordNddInfo(1, 9, 0, false);
-    mRecorder.recordNddInfo(1, 9, 0, false);
-    mRecorder.recordNddInfo(2, 9, 0, false);
-    EXPECT_EQ(Peer::headlineItems(mRecorder, 9),
-              (std::vector<std::string>{"[UKey: 2][ReqNum: 9]", "[UKey: 1][ReqNum: 9]",
-                                        "[UKey: 1][ReqNum: 9]", ", snippet"}));
-    EXPECT_EQ(Peer::headlineLengths(mRecorder, 9)[0], 20);
+    EXPECT_EQ(testsupport::listFiles(mDir.path()).size(), 1u);
 }
 
 TEST_F(NddReports, ReportsAreIgnoredWhileTheRecorderIsNotStarted) {
@@ -77,14 +61,6 @@ TEST_F(NddReports, ReportsAreIgnoredWhileTheRecorderIsNotStarted) {
     EXPECT_TRUE(testsupport::listFiles(mDir.path()).empty());
 }
 
-TEST_F(NddReports, LookupFallsBackToTheDefaultWriter) {
-    mRecorder.recordNddInfo(1, 30, 0, true);
-    EXPECT_EQ(mRecorder.getFileWriterFromContainer(30), Peer::requestWriter(mRecorder, 30));
-    EXPECT_EQ(mRecorder.getFileWriterFromContainer(31), Peer::defaultWriter(mRecorder));
-    EXPECT_EQ(Peer::writerCount(mRecorder), 1u);
-    mRecorder.openFileWriter(nullptr, "capture");  // no effect
-}
-
 class Headline : public ::testing::Test {
   protected:
     std::string text() const {
@@ -93,7 +69,7 @@ class Headline : public ::testing::Test {
     }
 
     ScenarioRecorder mRecorder;
-    std::unique_ptr<Buffer> mBuffer = std::make_unique<Buffer>();
+    std::unique_ptr<Peer::Buffer> mBuffer = std::make_unique<Peer::Buffer>();
     testsupport::LogCapture mLogs;
 };
 

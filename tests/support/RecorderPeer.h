@@ -3,6 +3,7 @@
 
 #include <string.h>
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -30,7 +31,6 @@ class ScenarioRecorderTestPeer {
     // Opens or closes the recorder for records without starting its thread.
     static void setReady(ScenarioRecorder& recorder, bool ready) { recorder.mReady.store(ready); }
     static bool ready(ScenarioRecorder& recorder) { return recorder.mReady.load(); }
-    static bool running(ScenarioRecorder& recorder) { return recorder.mRunning.load(); }
     static bool hasThread(ScenarioRecorder& recorder) { return recorder.mServiceThread.joinable(); }
 
     // Reserves `size` bytes (by default what the line needs) for a record of
@@ -158,17 +158,10 @@ class ScenarioRecorderTestPeer {
         return recorder.mNddInfos.size();
     }
 
-    static bool hasRequestCount(ScenarioRecorder& recorder, int requestNum) {
+    static std::map<int, int> requestCounts(ScenarioRecorder& recorder) {
         std::lock_guard<std::mutex> lock(recorder.mRequestLock);
-        return recorder.mRequestRefCounts.count(requestNum) != 0;
-    }
-    static int requestCount(ScenarioRecorder& recorder, int requestNum) {
-        std::lock_guard<std::mutex> lock(recorder.mRequestLock);
-        return recorder.mRequestRefCounts.at(requestNum);
-    }
-    static size_t requestEntries(ScenarioRecorder& recorder) {
-        std::lock_guard<std::mutex> lock(recorder.mRequestLock);
-        return recorder.mRequestRefCounts.size();
+        return std::map<int, int>(recorder.mRequestRefCounts.begin(),
+                                  recorder.mRequestRefCounts.end());
     }
 
     static FileWriter* defaultWriter(ScenarioRecorder& recorder) {
