@@ -71,20 +71,15 @@ std::vector<CapturedLine> LogCapture::lines() const {
     return mLines;
 }
 
-std::vector<std::string> LogCapture::linesContaining(CapturedLine::Sink sink,
-                                                     const std::string& needle) const {
+std::vector<std::string> LogCapture::unifiedLinesContaining(const std::string& needle) const {
     std::vector<std::string> found;
     for (const CapturedLine& line : lines()) {
-        if (line.sink == sink && line.text.find(needle) != std::string::npos) {
+        if (line.sink == CapturedLine::Sink::kUnified &&
+            line.text.find(needle) != std::string::npos) {
             found.push_back(line.text);
         }
     }
     return found;
-}
-
-void LogCapture::clear() {
-    std::lock_guard<std::mutex> lock(mLock);
-    mLines.clear();
 }
 
 }  // namespace testsupport

@@ -30,16 +30,8 @@ class LogCapture {
     LogCapture& operator=(const LogCapture&) = delete;
 
     std::vector<CapturedLine> lines() const;
-    // Texts of the Android-log lines that contain `needle`.
-    std::vector<std::string> androidLinesContaining(const std::string& needle) const {
-        return linesContaining(CapturedLine::Sink::kAndroid, needle);
-    }
-    std::vector<std::string> unifiedLinesContaining(const std::string& needle) const {
-        return linesContaining(CapturedLine::Sink::kUnified, needle);
-    }
-    std::vector<std::string> linesContaining(CapturedLine::Sink sink,
-                                             const std::string& needle) const;
-    void clear();
+    // Texts of the unified logger's lines that contain `needle`.
+    std::vector<std::string> unifiedLinesContaining(const std::string& needle) const;
 
     void add(CapturedLine line);
 
