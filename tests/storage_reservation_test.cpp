@@ -3,10 +3,8 @@
 // space sits exactly where each case needs it.
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <linux/capability.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <functional>
@@ -114,17 +112,23 @@ std::string unlinked(const std::string& name) {
     return "[reserveSpace] Storage full. Unlinked: <folder>/" + name;
 }
 
-TEST(StorageReservation, RemovesOldestFilesFirstUntilMoreThan280MiBAreFree) {
-    const Outcome outcome = reserveOnTmpfs(400 * kMiB, false, [](const std::string& folder) {
-        const bool ok = makeFile(folder + "/tuning.txt", 50 * kMiB, 300) &&
-                        makeFile(folder + "/notes", 50 * kMiB, 100) &&
-                        makeFile(folder + "/dump.bin", 50 * kMiB, 200) &&
-                        leaveFree(folder, 200 * kMiB);
+// A mount point can't be unlinked (EBUSY), and stat sees the file bound
+// there: the oldest file stays, uncounted, and the next oldest go.
+TEST(StorageReservation, RemovesOldestFilesFirstUntilMoreThan280MiBAreFreePassingOverStuckOnes) {
+    const Outcome outcome = reserveOnTmpfs(450 * kMiB, false, [](const std::string& folder) {
+        const bool ok =
+            makeFile(folder + "/sub/source", 50 * kMiB, 50) && makeFile(folder + "/stuck", 0, 50) &&
+            mount((folder + "/sub/source").c_str(), (folder + "/stuck").c_str(), "none", MS_BIND,
+                  nullptr) == 0 &&
+            makeFile(folder + "/tuning.txt", 50 * kMiB, 300) &&
+            makeFile(folder + "/notes", 50 * kMiB, 100) &&
+            makeFile(folder + "/dump.bin", 50 * kMiB, 200) && leaveFree(folder, 200 * kMiB);
         return ok ? folder : "";
     });
     SKIP_WITHOUT_SANDBOX(outcome);
     EXPECT_EQ(outcome.log, (std::vector<std::string>{unlinked("notes"), unlinked("dump.bin")}));
-    EXPECT_EQ(outcome.left, (std::vector<std::string>{"tuning.txt", "sub/filler"}));
+    EXPECT_EQ(outcome.left,
+              (std::vector<std::string>{"stuck", "tuning.txt", "sub/filler", "sub/source"}));
 }
 
 TEST(StorageReservation, ListsOnlyAtOrBelow280MiBFree) {
@@ -147,22 +151,6 @@ TEST(StorageReservation, ListsOnlyAtOrBelow280MiBFree) {
     EXPECT_EQ(above.left, (std::vector<std::string>{"new", "old", "sub/filler"}));
 }
 
-TEST(StorageReservation, AFileThatCannotBeUnlinkedIsPassedOverWithoutCountingIt) {
-    const Outcome outcome = reserveOnTmpfs(400 * kMiB, false, [](const std::string& folder) {
-        // A mount point can't be unlinked (EBUSY); stat sees the bound file.
-        const bool ok = makeFile(folder + "/sub/source", 50 * kMiB, 50) &&
-                        makeFile(folder + "/busy", 0, 50) &&
-                        mount((folder + "/sub/source").c_str(), (folder + "/busy").c_str(), "none",
-                              MS_BIND, nullptr) == 0 &&
-                        makeFile(folder + "/next", 50 * kMiB, 100) &&
-                        makeFile(folder + "/last", 50 * kMiB, 200) && leaveFree(folder, 200 * kMiB);
-        return ok ? folder : "";
-    });
-    SKIP_WITHOUT_SANDBOX(outcome);
-    EXPECT_EQ(outcome.log, (std::vector<std::string>{unlinked("next"), unlinked("last")}));
-    EXPECT_EQ(outcome.left, (std::vector<std::string>{"busy", "sub/filler", "sub/source"}));
-}
-
 TEST(StorageReservation, RemovesEveryFileWhenSpaceStaysShortAndQuietSilencesIt) {
     auto smallFiles = [](const std::string& folder) {
         const bool ok = makeFile(folder + "/a", kMiB, 20) && makeFile(folder + "/b", kMiB, 10) &&
@@ -178,45 +166,6 @@ TEST(StorageReservation, RemovesEveryFileWhenSpaceStaysShortAndQuietSilencesIt) 
     ASSERT_EQ(quiet.status, 0);
     EXPECT_TRUE(quiet.log.empty());
     EXPECT_EQ(quiet.left, std::vector<std::string>{"sub/filler"});
-}
-
-TEST(StorageReservation, AMissingFolderIsLeftAloneWithoutAMessage) {
-    const Outcome outcome = reserveOnTmpfs(300 * kMiB, false, [](const std::string& folder) {
-        const bool ok = makeFile(folder + "/a", kMiB, 1) && leaveFree(folder, 100 * kMiB);
-        return ok ? folder + "/missing" : "";
-    });
-    SKIP_WITHOUT_SANDBOX(outcome);
-    EXPECT_TRUE(outcome.log.empty());
-    EXPECT_EQ(outcome.left, (std::vector<std::string>{"a", "sub/filler"}));
-}
-
-// Drops the capabilities that let root read any folder.
-bool dropFolderReadOverride() {
-    __user_cap_header_struct header = {_LINUX_CAPABILITY_VERSION_3, 0};
-    __user_cap_data_struct data[2] = {};
-    if (syscall(SYS_capget, &header, data) != 0) return false;
-    data[0].effective &= ~((1u << CAP_DAC_OVERRIDE) | (1u << CAP_DAC_READ_SEARCH));
-    return syscall(SYS_capset, &header, data) == 0;
-}
-
-TEST(StorageReservation, AFolderThatCannotBeListedIsReported) {
-    for (bool quiet : {false, true}) {
-        const Outcome outcome = reserveOnTmpfs(300 * kMiB, quiet, [](const std::string& folder) {
-            const std::string locked = folder + "/locked";
-            const bool ok = mkdir(locked.c_str(), 0311) == 0 && makeFile(locked + "/a", kMiB, 1) &&
-                            leaveFree(folder, 100 * kMiB) && dropFolderReadOverride();
-            return ok ? locked : "";
-        });
-        SKIP_WITHOUT_SANDBOX(outcome);
-        if (quiet) {
-            EXPECT_TRUE(outcome.log.empty());
-        } else {
-            ASSERT_EQ(outcome.log.size(), 1u);
-            EXPECT_EQ(outcome.log[0].rfind("[reserveSpace] Open folder <folder>/locked/ failed", 0),
-                      0u)
-                << outcome.log[0];
-        }
-    }
 }
 
 }  // namespace
