@@ -71,16 +71,18 @@ TEST(LogBuffersConcurrency, ManyWritersNeverLoseOrTearARecord) {
     ScenarioRecorder recorder;
     constexpr int kThreads = 4;
     constexpr int kRecordsPerThread = 3000;
+    auto lineOf = [](int thread, int index) {
+        return "t" + std::to_string(thread) + " r" + std::to_string(index) +
+               std::string(static_cast<size_t>(index % 97), '.');
+    };
     std::atomic<bool> stop{false};
     std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t) {
-        threads.emplace_back([&recorder, t] {
+        threads.emplace_back([&, t] {
+            // Threads 0 and 1 share request 100; the others have their own.
+            const int requestNum = t < 2 ? 100 : 200 + t;
             for (int i = 0; i < kRecordsPerThread; ++i) {
-                // Threads 0 and 1 share request 100; the others have their own.
-                const int requestNum = t < 2 ? 100 : 200 + t;
-                const std::string line = "t" + std::to_string(t) + " r" + std::to_string(i) +
-                                         std::string(static_cast<size_t>(i % 97), '.');
-                Peer::writeRecord(recorder, requestNum, line);
+                Peer::writeRecord(recorder, requestNum, lineOf(t, i));
             }
         });
     }
@@ -111,8 +113,8 @@ TEST(LogBuffersConcurrency, ManyWritersNeverLoseOrTearARecord) {
             ASSERT_NE(space, std::string::npos) << line;
             const int thread = std::stoi(line.substr(1, space - 1));
             const int index = std::stoi(line.substr(space + 2));
-            EXPECT_EQ(line, "t" + std::to_string(thread) + " r" + std::to_string(index) +
-                                std::string(static_cast<size_t>(index % 97), '.'));
+            ASSERT_TRUE(thread >= 0 && thread < kThreads) << line;
+            EXPECT_EQ(line, lineOf(thread, index));
             // Each thread's records appear in the order it reserved them.
             EXPECT_EQ(index, nextIndex[thread]) << "thread " << thread;
             nextIndex[thread] = index + 1;

@@ -26,7 +26,7 @@ std::vector<std::string> listFiles(const std::string& folder);
 std::string readFile(const std::string& path);
 // Lines of a file, without their newlines.
 std::vector<std::string> readLines(const std::string& path);
-// Creates `path` with `size` bytes of 'x'.
+// Creates or replaces `path` with `content`.
 void writeFile(const std::string& path, const std::string& content);
 
 }  // namespace testsupport
