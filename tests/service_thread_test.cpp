@@ -37,6 +37,9 @@ class ServiceThread : public ::testing::Test {
 
     Lines captureFiles() { return testsupport::logFiles(mDir.path(), "capture"); }
 
+    // Set up before the thread starts: the logger's settings are not to
+    // change while another thread logs.
+    testsupport::LogCapture mLogs;
     testsupport::TempDir mDir;
     testsupport::RecorderProperties mProperties;
     ScenarioRecorder mRecorder;
@@ -84,11 +87,10 @@ TEST_F(ServiceThread, UnInitWritesRetiredBuffersAndDiscardsTheRest) {
 }
 
 TEST_F(ServiceThread, WriterWithoutAFileReportsAndKeepsTheHeadlineItems) {
-    testsupport::LogCapture logs;
     mRecorder.submitExecutionRecord(resultParam(40, true), "kept");
     mRecorder.printLog(40);
     mRecorder.unInit();
-    EXPECT_EQ(logs.unifiedLinesContaining("Unable to open file"),
+    EXPECT_EQ(mLogs.unifiedLinesContaining("Unable to open file"),
               Lines{"[serviceThreadEntry] Unable to open file. Please disable SELinux and restart "
                     "lumenhostd. !!!"});
     EXPECT_TRUE(testsupport::listFiles(mDir.path()).empty());
