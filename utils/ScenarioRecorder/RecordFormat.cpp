@@ -96,6 +96,8 @@ RecordText toRecordText(const std::string& text) {
     return {text.data(), length};
 }
 
+// The two line formats spell out their common head on purpose: folding it
+// into one shared template measured about 10% slower for both.
 size_t formatDecisionLine(const DecisionParam& param, RecordText text,
                           char (&line)[kRecordLineSize]) {
     LineWriter writer(line);
