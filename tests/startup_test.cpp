@@ -61,7 +61,8 @@ TEST(InitAndUnInit, ASecondInitIsRefusedAndAnInitAfterUnInitStartsAgain) {
     EXPECT_EQ(findServiceThread(), first);
     recorder.unInit();
     EXPECT_FALSE(Peer::ready(recorder));
-    EXPECT_EQ(findServiceThread(), -1);
+    // A joined thread's task entry may linger for a moment.
+    EXPECT_TRUE(waitFor([] { return findServiceThread() == -1; }));
 
     recorder.init();
     recorder.submitDecisionRecord(testsupport::decisionParam(3), "accepted again");
@@ -77,7 +78,7 @@ TEST(InitAndUnInit, DestroyingARunningRecorderStopsItsThread) {
         recorder.init();
         ASSERT_TRUE(waitFor([] { return findServiceThread() > 0; }));
     }
-    EXPECT_EQ(findServiceThread(), -1);
+    EXPECT_TRUE(waitFor([] { return findServiceThread() == -1; }));
 }
 
 }  // namespace
