@@ -53,8 +53,8 @@ Lines logged(int mode, int detailsLevel, unsigned int mask,
     return lines;
 }
 
-TEST(Logging, ErrorGoesToAndroidLogInLongFormAndToUnifiedLoggerInShortForm) {
-    const Lines lines = logged(0x3, 0, 0, {reportFailure});
+TEST(Logging, ErrorGoesToAndroidLogInLongFormAndToUnifiedLoggerInShortFormAtAnyDetailsLevel) {
+    const Lines lines = logged(0x3, -1, 0, {reportFailure});
     ASSERT_EQ(lines.size(), 2u);
     EXPECT_TRUE(
         std::regex_match(lines[0], std::regex("android 6 \\[reportFailure\\] mkdir\\(/x\\) "

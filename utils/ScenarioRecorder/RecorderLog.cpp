@@ -6,6 +6,7 @@
 #include <zyncam/utils/ULog.h>
 
 #include <algorithm>
+#include <limits>
 
 namespace NSCam {
 namespace TuningUtils {
@@ -31,8 +32,8 @@ struct LevelTraits {
 
 LevelTraits traitsOf(Level level) {
     switch (level) {
-        case Level::kError:
-            return {0, false, ANDROID_LOG_ERROR, 1};
+        case Level::kError:  // no threshold: errors pass at any details level
+            return {std::numeric_limits<int>::min(), false, ANDROID_LOG_ERROR, 1};
         case Level::kWarning:
             return {2, false, ANDROID_LOG_WARN, 2};
         case Level::kInfo:
