@@ -3,6 +3,7 @@
 // has /data, the cases that would create folders there are skipped.
 #include <cutils/properties.h>
 #include <gtest/gtest.h>
+#include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -59,7 +60,12 @@ TEST_F(LogFolder, RegularFileAtThePathCountsAsTheFolder) {
 TEST_F(LogFolder, UncreatableFolderFallsBackToTheLastResort) {
     if (hostHasData()) GTEST_SKIP() << "this machine has /data; fall-backs would be created there";
     const std::string folder = mDir.file("missing/sub");
-    EXPECT_EQ(folderFor(folder), "/data/vendor");
+    property_set(kFolderProperty, folder.c_str());
+    char area[128];
+    memset(area, 'x', sizeof(area));
+    mRecorder.getFolderPath(area, sizeof(area));
+    EXPECT_EQ(std::string(area, sizeof(area)), "/data/vendor" + std::string(116, '\0'))
+        << "the rest of the area is filled with NULs";
     EXPECT_EQ(
         mLogs.unifiedLinesContaining("[getFolderPath] mkdir(" + folder + ") failed, errno = 2")
             .size(),

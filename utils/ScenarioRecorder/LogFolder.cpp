@@ -63,7 +63,11 @@ void ScenarioRecorder::getFolderPath(char* folderPath, unsigned long folderPathS
     for (const char* candidate : kFallbackFolders) {
         if (tryCandidate(candidate)) return;
     }
-    copyTerminated(folderPath, kLastResortFolder, folderPathSize);
+    // The rest of the caller's area is cleared, not only terminated; the area
+    // is never shorter than a property value, so the last byte stays a NUL.
+    if (folderPathSize == 0) return;
+    strncpy(folderPath, kLastResortFolder, folderPathSize);
+    folderPath[folderPathSize - 1] = '\0';
 }
 
 }  // namespace scenariorecorder
