@@ -52,6 +52,26 @@ TEST_F(NddReports, PreviewReportOpensAFileOnlyForANewUniqueKey) {
     EXPECT_EQ(testsupport::listFiles(mDir.path()).size(), 1u);
 }
 
+// The old series is complete on disk when the new series' first file (and
+// the storage reservation ahead of it) is made, so the reservation never
+// removes a file that is still open.
+TEST_F(NddReports, NewUniqueKeyClosesTheOldSeriesBeforeOpeningTheNew) {
+    mRecorder.recordNddInfo(1, 0, 0, false);
+    const std::string oldFile = mDir.file(testsupport::listFiles(mDir.path()).at(0));
+    Peer::defaultWriter(mRecorder)->onWriteLog("last line of key 1");
+    std::string oldFileAtNewOpen = "(new file not opened)";
+    testsupport::LogCapture logs;
+    logs.onEachLine([&](const testsupport::CapturedLine& line) {
+        if (line.sink == testsupport::CapturedLine::Sink::kUnified &&
+            line.text.find("[open] Write log to") == 0) {
+            oldFileAtNewOpen = testsupport::readFile(oldFile);
+        }
+    });
+    mRecorder.recordNddInfo(2, 1, 0, false);
+    EXPECT_EQ(oldFileAtNewOpen, "last line of key 1\n");
+    EXPECT_EQ(testsupport::listFiles(mDir.path()).size(), 2u);
+}
+
 TEST_F(NddReports, ReportsAreIgnoredWhileTheRecorderIsNotStarted) {
     Peer::setReady(mRecorder, false);
     mRecorder.recordNddInfo(1, 2, 3, true);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <climits>
 #include <string>
 #include <thread>
 #include <utility>
@@ -63,6 +64,11 @@ TEST(LogBuffersDeathTest, OversizedReservationIsFatal) {
     Peer::Buffer* buffer = nullptr;
     EXPECT_DEATH(recorder.allocLogSpace(1, kData + 1, &header, &buffer),
                  "\\[allocLogSpace\\] Log size too large: 262152");
+    // Sizes whose round-up to 8 would wrap past zero.
+    for (unsigned long size : {ULONG_MAX, ULONG_MAX - 6}) {
+        EXPECT_DEATH(recorder.allocLogSpace(1, size, &header, &buffer),
+                     "\\[allocLogSpace\\] Log size too large: 18446744073709551615");
+    }
 }
 
 // Writers of different records copy at the same time; a hand-off between a

@@ -82,8 +82,12 @@ TEST_F(Records, MarkedExecutionTextsOfAtMost1023CharactersAreQueuedForTheHeadlin
     EXPECT_EQ(Peer::headlineItems(mRecorder, kRequest), (Lines{", done", ", "}));
     mRecorder.submitExecutionRecord(resultParam(kRequest, true), std::string(1023, 'h'));
     mRecorder.submitExecutionRecord(resultParam(kRequest, true), std::string(1024, 'h'));
+    // The whole text counts, past an embedded NUL too.
+    std::string withNul(2003, 'n');
+    withNul[2] = '\0';
+    mRecorder.submitExecutionRecord(resultParam(kRequest, true), withNul);
     EXPECT_EQ(Peer::headlineLengths(mRecorder, kRequest), (std::vector<int>{6, 2, 1025}));
-    EXPECT_EQ(walked().records.size(), 5u) << "every line is stored all the same";
+    EXPECT_EQ(walked().records.size(), 6u) << "every line is stored all the same";
 }
 
 TEST(RecordsNotReady, RecordsVanishBeforeStartAndAfterStop) {

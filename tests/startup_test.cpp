@@ -2,8 +2,10 @@
 // object, init and unInit in their states, and a running recorder destroyed.
 #include <cutils/properties.h>
 #include <gtest/gtest.h>
+#include <stdlib.h>
 
 #include <memory>
+#include <new>
 #include <string>
 
 #include "RecorderProperties.h"
@@ -13,6 +15,57 @@
 #include "support/RecorderFiles.h"
 #include "support/RecorderPeer.h"
 #include "support/Records.h"
+
+// Allocation failure on demand: the next allocation on the arming thread
+// fails. This program's operator new and delete replace the standard ones for
+// the library's code as well.
+namespace {
+thread_local bool tFailNextAllocation = false;
+
+void* allocate(std::size_t size) noexcept {
+    if (tFailNextAllocation) {
+        tFailNextAllocation = false;
+        return nullptr;
+    }
+    return malloc(size == 0 ? 1 : size);
+}
+void* allocateOrThrow(std::size_t size) {
+    void* block = allocate(size);
+    if (block == nullptr) throw std::bad_alloc();
+    return block;
+}
+}  // namespace
+
+void* operator new(std::size_t size) {
+    return allocateOrThrow(size);
+}
+void* operator new[](std::size_t size) {
+    return allocateOrThrow(size);
+}
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return allocate(size);
+}
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+    return allocate(size);
+}
+void operator delete(void* block) noexcept {
+    free(block);
+}
+void operator delete[](void* block) noexcept {
+    free(block);
+}
+void operator delete(void* block, std::size_t) noexcept {
+    free(block);
+}
+void operator delete[](void* block, std::size_t) noexcept {
+    free(block);
+}
+void operator delete(void* block, const std::nothrow_t&) noexcept {
+    free(block);
+}
+void operator delete[](void* block, const std::nothrow_t&) noexcept {
+    free(block);
+}
 
 namespace NSCam {
 namespace TuningUtils {
@@ -68,6 +121,58 @@ TEST(InitAndUnInit, ASecondInitIsRefusedAndAnInitAfterUnInitStartsAgain) {
     recorder.submitDecisionRecord(testsupport::decisionParam(3), "accepted again");
     EXPECT_TRUE(Peer::hasActive(recorder, 3));
     recorder.unInit();
+}
+
+// Each operation meets one failing allocation: none throws, each reports it
+// in its own name, and the recorder works on afterwards.
+TEST(InitAndUnInit, AFailedAllocationNeverReachesTheCallerAndTheRecorderGoesOn) {
+    testsupport::TempDir dir;
+    testsupport::RecorderProperties properties(dir.path(), 20);
+    testsupport::LogCapture logs;
+    auto failedOnce = [&](const std::string& function, auto&& operation) {
+        const std::string line = "[" + function + "] ";
+        const size_t before = logs.unifiedLinesContaining(line).size();
+        tFailNextAllocation = true;
+        operation();
+        tFailNextAllocation = false;
+        return logs.unifiedLinesContaining(line).size() == before + 1;
+    };
+    EXPECT_TRUE(failedOnce("ScenarioRecorderInitializer", [] { ScenarioRecorderInitializer(); }));
+
+    ScenarioRecorder recorder;
+    EXPECT_TRUE(failedOnce("init", [&] { recorder.init(); }));
+    EXPECT_FALSE(Peer::ready(recorder) || Peer::hasThread(recorder));
+    EXPECT_EQ(
+        logs.unifiedLinesContaining("Unable to start the service thread: std::bad_alloc").size(),
+        1u);
+    recorder.unInit();
+    recorder.init();
+    ASSERT_TRUE(Peer::ready(recorder));
+
+    EXPECT_TRUE(failedOnce("registerRequest", [&] { recorder.registerRequest(7); }));
+    EXPECT_TRUE(failedOnce("recordNddInfo", [&] { recorder.recordNddInfo(5, 7, 0, true); }));
+    // The pending queue grows now and then; a hand-off that cannot grow it
+    // leaves the buffer active.
+    bool handOffFailed = false;
+    for (int request = 100; request < 400 && !handOffFailed; ++request) {
+        recorder.submitDecisionRecord(testsupport::decisionParam(request), "x");
+        handOffFailed = failedOnce("printLog", [&] { recorder.printLog(request); });
+        if (handOffFailed) {
+            EXPECT_TRUE(Peer::hasActive(recorder, request));
+        }
+    }
+    EXPECT_TRUE(handOffFailed);
+
+    recorder.recordNddInfo(5, 7, 0, true);
+    recorder.submitDecisionRecord(testsupport::decisionParam(7), "written");
+    recorder.printLog(7);
+    EXPECT_TRUE(waitFor([&] { return Peer::requestWriter(recorder, 7) == nullptr; }));
+    recorder.unInit();
+    const auto files = testsupport::listFiles(dir.path());
+    ASSERT_EQ(files.size(), 1u);
+    EXPECT_EQ(
+        testsupport::readLines(dir.file(files[0])),
+        (std::vector<std::string>{"[UKey: 5][ReqNum: 7]", testsupport::decisionLine("written")}));
 }
 
 TEST(InitAndUnInit, DestroyingARunningRecorderStopsItsThread) {

@@ -62,8 +62,18 @@ LogCapture::~LogCapture() {
 }
 
 void LogCapture::add(CapturedLine line) {
+    std::function<void(const CapturedLine&)> observer;
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        observer = mObserver;
+        mLines.push_back(line);
+    }
+    if (observer) observer(line);
+}
+
+void LogCapture::onEachLine(std::function<void(const CapturedLine&)> observer) {
     std::lock_guard<std::mutex> lock(mLock);
-    mLines.push_back(std::move(line));
+    mObserver = std::move(observer);
 }
 
 std::vector<CapturedLine> LogCapture::lines() const {

@@ -4,6 +4,7 @@
 // to both sinks, and restores them afterwards.
 #pragma once
 
+#include <functional>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -34,10 +35,13 @@ class LogCapture {
     std::vector<std::string> unifiedLinesContaining(const std::string& needle) const;
 
     void add(CapturedLine line);
+    // Calls `observer` with each line as it is logged, on the logging thread.
+    void onEachLine(std::function<void(const CapturedLine&)> observer);
 
   private:
     mutable std::mutex mLock;
-    std::vector<CapturedLine> mLines;  // guarded by mLock
+    std::vector<CapturedLine> mLines;                    // guarded by mLock
+    std::function<void(const CapturedLine&)> mObserver;  // guarded by mLock
     int mSavedMode;
     int mSavedDetailsLevel;
     unsigned int mSavedMask;

@@ -5,6 +5,7 @@
 // the raise of the writer count only. A 256 KiB buffer is made outside the
 // lock: when the pool is empty, allocLogSpace drops the lock, makes one, and
 // looks again.
+#include <limits>
 #include <new>
 
 #include "RecorderLog.h"
@@ -18,7 +19,12 @@ namespace {
 
 constexpr uint64_t kRecordAlignment = 8;
 
+// Saturates instead of wrapping: a size within 7 of the top of the range has
+// no representable multiple of 8 above it, and must still read as too large.
 uint64_t roundUpToRecordAlignment(uint64_t size) {
+    if (size > std::numeric_limits<uint64_t>::max() - (kRecordAlignment - 1)) {
+        return std::numeric_limits<uint64_t>::max();
+    }
     return (size + kRecordAlignment - 1) & ~(kRecordAlignment - 1);
 }
 
@@ -72,14 +78,15 @@ std::unique_ptr<ScenarioRecorder::Buffer> ScenarioRecorder::allocEmptyBuffer() {
 }
 
 // Caller holds mBufferLock. mContinued is written before the release store of
-// mRetired, so a writer that sees mRetired also sees why it was retired.
+// mRetired, so a writer that sees mRetired also sees why it was retired. The
+// queue grows first: if that throws, the buffer stays active and unchanged.
 void ScenarioRecorder::retireActiveBuffer(
     std::unordered_map<int, std::unique_ptr<Buffer>>::iterator it, bool continued) {
     Buffer* buffer = it->second.get();
-    buffer->mContinued = continued;
-    buffer->mRetired.store(true, std::memory_order_release);
     mPendingBuffers.push_back(std::move(it->second));
     mActiveBuffers.erase(it);
+    buffer->mContinued = continued;
+    buffer->mRetired.store(true, std::memory_order_release);
 }
 
 // The active buffer of `requestNum` with room for `rounded` bytes, made or
@@ -156,10 +163,15 @@ bool ScenarioRecorder::allocLogSpace(int requestNum, unsigned long size, LogHead
     if (firstRecord) writeHeader(target->mData, kHeadlineBlockSize);
     writeHeader(reinterpret_cast<char*>(reserved), rounded);
     // A spare that lost the race to a pooled buffer joins the pool, or is
-    // freed here, outside the lock.
+    // freed here, outside the lock. Nothing may throw from here on: the room
+    // is reserved and the caller must publish it.
     if (spare != nullptr) {
-        std::lock_guard<std::mutex> relock(mBufferLock);
-        if (mFreeBuffers.size() < kMaxFreeBuffers) mFreeBuffers.push_back(std::move(spare));
+        try {
+            std::lock_guard<std::mutex> relock(mBufferLock);
+            if (mFreeBuffers.size() < kMaxFreeBuffers) mFreeBuffers.push_back(std::move(spare));
+        } catch (const std::bad_alloc&) {
+            // The pool could not grow; the spare is freed instead.
+        }
     }
     *buffer = target;
     *header = reserved;

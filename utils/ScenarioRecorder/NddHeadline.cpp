@@ -5,6 +5,7 @@
 #include "HeadlineItem.h"
 #include "RecordFormat.h"
 #include "RecorderLog.h"
+#include "ReportFailures.h"
 #include "ScenarioRecorder.h"
 
 namespace NSCam {
@@ -17,17 +18,11 @@ namespace scenariorecorder {
 // otherwise gather items and open files without bound.
 void ScenarioRecorder::recordNddInfo(int uniqueKey, int requestNum, int tagNumber, bool isCapture) {
     if (!mReady.load(std::memory_order_acquire)) return;
-    std::unique_ptr<FileWriter> replaced;  // destroyed after the lock is released
-    {
+    runReportingFailures(__func__, [&] {
         std::lock_guard<std::mutex> lock(mWriterLock);
         if (!isCapture) {
             if (mDefaultWriter->mUniqueKey != uniqueKey) {
-                auto writer = std::make_unique<FileWriter>(uniqueKey, requestNum, tagNumber);
-                openFileWriter(writer.get(), "preview");
-                replaced = std::exchange(mDefaultWriter, std::move(writer));
-                // The service thread may be writing a buffer through the old
-                // writer; it then destroys the writer itself when done.
-                if (replaced.get() == mWriterInUse) mReplacedWriters.push_back(std::move(replaced));
+                replaceDefaultWriter(uniqueKey, requestNum, tagNumber);
             }
         } else {
             if (mFileWriters.count(requestNum) != 0) return;
@@ -36,7 +31,24 @@ void ScenarioRecorder::recordNddInfo(int uniqueKey, int requestNum, int tagNumbe
             mFileWriters.emplace(requestNum, std::move(writer));
         }
         writeNDDToHeadline(uniqueKey, requestNum);
+    });
+}
+
+// Caller holds mWriterLock. The old series is written out and closed before
+// the new series' first file, and the storage reservation ahead of it, are
+// made, so the reservation never removes a file that is still open. A writer
+// the service thread is writing through is parked instead; that thread
+// destroys it, into its own file, when it hands its buffer back.
+void ScenarioRecorder::replaceDefaultWriter(int uniqueKey, int requestNum, int tagNumber) {
+    auto writer = std::make_unique<FileWriter>(uniqueKey, requestNum, tagNumber);
+    mReplacedWriters.reserve(mReplacedWriters.size() + 1);  // parking must not throw
+    std::unique_ptr<FileWriter> previous = std::exchange(mDefaultWriter, std::move(writer));
+    if (previous.get() == mWriterInUse) {
+        mReplacedWriters.push_back(std::move(previous));
+    } else {
+        previous.reset();
     }
+    openFileWriter(mDefaultWriter.get(), "preview");
 }
 
 void ScenarioRecorder::writeNDDToHeadline(int uniqueKey, int requestNum) {

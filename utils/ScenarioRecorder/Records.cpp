@@ -4,6 +4,7 @@
 
 #include "HeadlineItem.h"
 #include "RecordFormat.h"
+#include "ReportFailures.h"
 #include "ScenarioRecorder.h"
 
 namespace NSCam {
@@ -33,29 +34,39 @@ ScenarioRecorder::Buffer* reserveAndCopy(ScenarioRecorder& recorder, int request
 
 void ScenarioRecorder::submitDecisionRecord(const DecisionParam& param, const std::string& text) {
     if (!mReady.load(std::memory_order_acquire)) return;
-    char line[kRecordLineSize];
-    const size_t length = formatDecisionLine(param, toRecordText(text), line);
-    Buffer* buffer = reserveAndCopy(*this, param.requestNum, line, length);
-    if (buffer != nullptr) publishRecord(buffer);
+    runReportingFailures(__func__, [&] {
+        char line[kRecordLineSize];
+        const size_t length = formatDecisionLine(param, toRecordText(text), line);
+        Buffer* buffer = reserveAndCopy(*this, param.requestNum, line, length);
+        if (buffer != nullptr) publishRecord(buffer);
+    });
 }
 
 void ScenarioRecorder::submitExecutionRecord(const ResultParam& param, const std::string& text) {
     if (!mReady.load(std::memory_order_acquire)) return;
-    const RecordText recordText = toRecordText(text);
-    char line[kRecordLineSize];
-    const size_t length = formatExecutionLine(param, recordText, line);
-    Buffer* buffer = reserveAndCopy(*this, param.requestNum, line, length);
-    if (buffer == nullptr) return;
-    // Queued before publication: the service thread merges a request's
-    // headline items only once the buffer holding this record has drained.
-    if (param.addToHeadline && recordText.length <= kMaxHeadlineTextLength) {
-        HeadlineItem item =
-            makeHeadlineItem([&](auto& area) { return formatHeadlineSnippet(recordText, area); });
-        if (item.first != nullptr) {
-            queueHeadlineItem(param.requestNum, std::move(item), /*atFront=*/false);
+    constexpr const char* kFunction = "submitExecutionRecord";
+    runReportingFailures(kFunction, [&] {
+        const RecordText recordText = toRecordText(text);
+        char line[kRecordLineSize];
+        const size_t length = formatExecutionLine(param, recordText, line);
+        Buffer* buffer = reserveAndCopy(*this, param.requestNum, line, length);
+        if (buffer == nullptr) return;
+        // Queued before publication: the service thread merges a request's
+        // headline items only once the buffer holding this record has
+        // drained. The test counts the whole string, NULs included; the
+        // snippet holds the text up to its first NUL, like the line. Once the
+        // room is reserved the record is published whatever befalls its item.
+        if (param.addToHeadline && text.size() <= kMaxHeadlineTextLength) {
+            HeadlineItem item = makeHeadlineItem(
+                [&](auto& area) { return formatHeadlineSnippet(recordText, area); });
+            if (item.first != nullptr) {
+                runReportingFailures(kFunction, [&] {
+                    queueHeadlineItem(param.requestNum, std::move(item), /*atFront=*/false);
+                });
+            }
         }
-    }
-    publishRecord(buffer);
+        publishRecord(buffer);
+    });
 }
 
 }  // namespace scenariorecorder

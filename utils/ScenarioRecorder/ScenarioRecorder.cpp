@@ -4,6 +4,7 @@
 #include <cutils/properties.h>
 
 #include "RecorderProperties.h"
+#include "ReportFailures.h"
 
 namespace NSCam {
 namespace TuningUtils {
@@ -20,9 +21,13 @@ IScenarioRecorder* IScenarioRecorder::getInstance() {
     static std::atomic<IScenarioRecorder*> sInstance{nullptr};
     IScenarioRecorder* instance = sInstance.load(std::memory_order_acquire);
     if (instance != nullptr) return instance;
-    std::call_once(sOnce, [] {
-        sOwner.reset(new ScenarioRecorder());
-        sInstance.store(sOwner.get(), std::memory_order_release);
+    // A construction that throws leaves the flag unset: this call returns
+    // null and a later one tries again.
+    runReportingFailures("getInstance", [] {
+        std::call_once(sOnce, [] {
+            sOwner.reset(new ScenarioRecorder());
+            sInstance.store(sOwner.get(), std::memory_order_release);
+        });
     });
     return sInstance.load(std::memory_order_acquire);
 }

@@ -3,11 +3,12 @@
 
 #include <cutils/properties.h>
 
-#include <system_error>
+#include <exception>
 #include <thread>
 
 #include "RecorderLog.h"
 #include "RecorderProperties.h"
+#include "ReportFailures.h"
 #include "ScenarioRecorder.h"
 #include "ScenarioRecorderInitializerImpl.h"
 
@@ -19,8 +20,12 @@ namespace {
 constexpr int kStartValue = 1;
 }
 
-ScenarioRecorderInitializer::ScenarioRecorderInitializer()
-    : mImpl(std::make_unique<ScenarioRecorderInitializerImpl>()) {}
+// Without memory for its implementation the object starts nothing, and its
+// destruction then stops nothing.
+ScenarioRecorderInitializer::ScenarioRecorderInitializer() {
+    runReportingFailures("ScenarioRecorderInitializer",
+                         [this] { mImpl = std::make_unique<ScenarioRecorderInitializerImpl>(); });
+}
 
 ScenarioRecorderInitializer::~ScenarioRecorderInitializer() = default;
 
@@ -30,7 +35,7 @@ ScenarioRecorderInitializerImpl::ScenarioRecorderInitializerImpl()
     : mEnableValue(property_get_int32(kEnableProperty, 0)), mRecorder(nullptr) {
     if (mEnableValue != kStartValue) return;
     mRecorder = static_cast<ScenarioRecorder*>(IScenarioRecorder::getInstance());
-    mRecorder->init();
+    if (mRecorder != nullptr) mRecorder->init();
 }
 
 ScenarioRecorderInitializerImpl::~ScenarioRecorderInitializerImpl() {
@@ -39,7 +44,7 @@ ScenarioRecorderInitializerImpl::~ScenarioRecorderInitializerImpl() {
 
 // A second init while a service thread exists is refused, so the first
 // thread is never lost. A thread that cannot be created leaves the recorder
-// not ready, so records keep being dropped.
+// not ready, so records keep being dropped, and a later unInit and init work.
 void ScenarioRecorder::init() {
     if (mServiceThread.joinable()) {
         SR_LOGW("already started; ignored");
@@ -48,7 +53,7 @@ void ScenarioRecorder::init() {
     mRunning.store(true);
     try {
         mServiceThread = std::thread(&ScenarioRecorder::serviceThreadEntry, this);
-    } catch (const std::system_error& error) {
+    } catch (const std::exception& error) {  // std::system_error or std::bad_alloc
         mRunning.store(false);
         mReady.store(false);
         SR_LOGE("Unable to start the service thread: %s", error.what());
@@ -66,27 +71,31 @@ void ScenarioRecorder::unInit() {
             mWorkCond.notify_all();
         }
         mServiceThread.join();
-        // Buffers never retired, and buffers retired after the thread's last
-        // look, are freed unwritten; outside the lock. A client thread may
-        // still be copying a record into one of them: its count was raised
-        // while the buffer was active, and can only fall now that the buffer
-        // has left mActiveBuffers, so each is freed once its count is 0.
-        std::unordered_map<int, std::unique_ptr<Buffer>> active;
-        std::deque<std::unique_ptr<Buffer>> pending;
-        {
-            std::lock_guard<std::mutex> lock(mBufferLock);
-            active.swap(mActiveBuffers);
-            pending.swap(mPendingBuffers);
-        }
-        auto waitForCopies = [](const Buffer& buffer) {
-            while (buffer.mWriterCount.load(std::memory_order_acquire) > 0) {
-                std::this_thread::yield();
-            }
-        };
-        for (const auto& entry : active) waitForCopies(*entry.second);
-        for (const auto& buffer : pending) waitForCopies(*buffer);
+        runReportingFailures(__func__, [this] { discardUnwrittenBuffers(); });
     }
     mReady.store(false);
+}
+
+// Buffers never retired, and buffers retired after the service thread's last
+// look, are freed unwritten, outside the lock. A client thread may still be
+// copying a record into one of them: its count was raised while the buffer
+// was active, and can only fall now that the buffer has left mActiveBuffers,
+// so each is freed once its count is 0.
+void ScenarioRecorder::discardUnwrittenBuffers() {
+    std::unordered_map<int, std::unique_ptr<Buffer>> active;
+    std::deque<std::unique_ptr<Buffer>> pending;
+    {
+        std::lock_guard<std::mutex> lock(mBufferLock);
+        active.swap(mActiveBuffers);
+        pending.swap(mPendingBuffers);
+    }
+    auto waitForCopies = [](const Buffer& buffer) {
+        while (buffer.mWriterCount.load(std::memory_order_acquire) > 0) {
+            std::this_thread::yield();
+        }
+    };
+    for (const auto& entry : active) waitForCopies(*entry.second);
+    for (const auto& buffer : pending) waitForCopies(*buffer);
 }
 
 }  // namespace scenariorecorder

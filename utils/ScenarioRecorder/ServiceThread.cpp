@@ -14,6 +14,7 @@
 
 #include "RecorderLog.h"
 #include "RecorderProperties.h"
+#include "ReportFailures.h"
 #include "ScenarioRecorder.h"
 
 namespace NSCam {
@@ -78,7 +79,9 @@ void ScenarioRecorder::serviceThreadEntry() {
         size_t buffersBehind = 0;
         Buffer* buffer = waitForPendingBuffer(&buffersBehind, &priorityLevel, flushIntervalMs);
         if (buffer == nullptr) break;
-        writeBuffer(buffer, buffersBehind);
+        // A buffer that cannot be written (memory ran out) is still handed
+        // back, so the thread goes on with the next.
+        runReportingFailures(kFunctionName, [&] { writeBuffer(buffer, buffersBehind); });
         handBackBuffer(buffer);
     }
     SR_LOG_AS(Level::kInfo, kFunctionName, "Scenario recorder stopped");

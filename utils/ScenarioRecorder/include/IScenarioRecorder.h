@@ -69,6 +69,8 @@ struct ResultParam {
     bool addToHeadline = false;
 };
 
+// No operation throws: a failure (in practice, memory running out) abandons
+// the operation and is reported by an error line in the operation's name.
 class SCENARIO_RECORDER_EXPORT IScenarioRecorder {
   public:
     // Reports which request and which preview or capture series a request
@@ -98,7 +100,9 @@ class SCENARIO_RECORDER_EXPORT IScenarioRecorder {
 
     virtual ~IScenarioRecorder();
 
-    // The process-wide recorder, created (not started) on first use.
+    // The process-wide recorder, created (not started) on first use. Null
+    // only when it could not be made (out of memory), which an error line
+    // reports; a later call tries again.
     static IScenarioRecorder* getInstance();
 };
 

@@ -123,6 +123,8 @@ class SCENARIO_RECORDER_EXPORT ScenarioRecorder : public IScenarioRecorder {
     using HeadlineItem = std::pair<std::unique_ptr<char[]>, int>;
 
     SCENARIO_RECORDER_LOCAL void queueHeadlineItem(int requestNum, HeadlineItem item, bool atFront);
+    SCENARIO_RECORDER_LOCAL void replaceDefaultWriter(int uniqueKey, int requestNum, int tagNumber);
+    SCENARIO_RECORDER_LOCAL void discardUnwrittenBuffers();
     SCENARIO_RECORDER_LOCAL void retireActiveBuffer(
         std::unordered_map<int, std::unique_ptr<Buffer>>::iterator it, bool continued);
     SCENARIO_RECORDER_LOCAL Buffer* activeBufferWithRoom(int requestNum, uint64_t rounded,
