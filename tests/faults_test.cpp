@@ -29,6 +29,7 @@
 #include "support/LogCapture.h"
 #include "support/RecorderFiles.h"
 #include "support/RecorderPeer.h"
+#include "support/Records.h"
 #include "support/Sandbox.h"
 #include "support/TempDir.h"
 
@@ -49,20 +50,13 @@ using testsupport::RecorderProperties;
 using testsupport::TempDir;
 using testsupport::waitFor;
 using Lines = std::vector<std::string>;
+using testsupport::decisionLine;
 
 constexpr const char* kUnableToOpen =
     "Unable to open file. Please disable SELinux and restart lumenhostd. !!!";
 
-std::string recordLine(const std::string& text) {
-    return "[ModuleName: P2Streaming][Decision: TOP_CONTROL] " + text;
-}
-
 void submit(ScenarioRecorder& recorder, int requestNum, const std::string& text) {
-    DecisionParam param;
-    param.requestNum = requestNum;
-    param.decisionType = TOP_CONTROL;
-    param.moduleId = 0x00404001;
-    recorder.submitDecisionRecord(param, text);
+    recorder.submitDecisionRecord(testsupport::decisionParam(requestNum), text);
 }
 
 // A capture request from its NDD report to its hand-off, with one record.
@@ -80,8 +74,7 @@ std::string captureName(int uniqueKey, int requestNum) {
 }
 
 Lines captureLines(int uniqueKey, int requestNum, const std::string& text) {
-    return {"[UKey: " + std::to_string(uniqueKey) + "][ReqNum: " + std::to_string(requestNum) + "]",
-            recordLine(text)};
+    return {testsupport::nddText(uniqueKey, requestNum), decisionLine(text)};
 }
 
 // The lines of the one file in `folder` whose name starts with `prefix`, or
@@ -227,10 +220,11 @@ TEST(DiskFaults, FullDiskDropsOnlyWhatIsWrittenMeanwhile) {
     ASSERT_GT(lines.size(), 3u) << lines[0];
     EXPECT_EQ(lines.front(), "");
     EXPECT_EQ(Lines(lines.end() - 2, lines.end()),
-              (Lines{recordLine("freed 1"), recordLine("freed 2")}));
+              (Lines{decisionLine("freed 1"), decisionLine("freed 2")}));
     const size_t kept = lines.size() - 3;
     EXPECT_LT(kept, 3000u - 3 * 800) << "three buffers of more than 800 records each are lost";
-    EXPECT_EQ(static_cast<size_t>(std::count(lines.begin(), lines.end(), recordLine(text))), kept);
+    EXPECT_EQ(static_cast<size_t>(std::count(lines.begin(), lines.end(), decisionLine(text))),
+              kept);
     EXPECT_EQ(linesOfOnly(dir.file("out"), captureName(2, 2)),
               captureLines(2, 2, "before the disk filled"));
     EXPECT_EQ(linesOfOnly(dir.file("out"), captureName(2, 3)),
@@ -309,13 +303,13 @@ TEST(FileFaults, TruncatedFileGoesOnAtItsNewEndAndADeletedOneIsLeftBehind) {
     const Lines files = testsupport::logFiles(dir.path(), "preview");
     ASSERT_EQ(files.size(), 1u);
     ASSERT_EQ(readLines(files[0]),
-              (Lines{"[UKey: 6][ReqNum: 10]", recordLine("before truncation")}));
+              (Lines{"[UKey: 6][ReqNum: 10]", decisionLine("before truncation")}));
 
     ASSERT_EQ(truncate(files[0].c_str(), 0), 0);
     previewRequest(11, "after truncation");
     // Opened for appending, the file has no hole of NUL bytes where the cut
     // lines were; a plain file offset would have left one in front.
-    EXPECT_EQ(testsupport::readFile(files[0]), "\n" + recordLine("after truncation") + "\n");
+    EXPECT_EQ(testsupport::readFile(files[0]), "\n" + decisionLine("after truncation") + "\n");
 
     ASSERT_EQ(unlink(files[0].c_str()), 0);
     previewRequest(12, "into the deleted file");
@@ -325,7 +319,7 @@ TEST(FileFaults, TruncatedFileGoesOnAtItsNewEndAndADeletedOneIsLeftBehind) {
     recorder.unInit();
     ASSERT_EQ(testsupport::logFiles(dir.path(), "preview").size(), 1u);
     EXPECT_EQ(readLines(testsupport::logFiles(dir.path(), "preview")[0]),
-              (Lines{"[UKey: 7][ReqNum: 13]", recordLine("a new session")}));
+              (Lines{"[UKey: 7][ReqNum: 13]", decisionLine("a new session")}));
     EXPECT_EQ(linesOfOnly(dir.path(), captureName(7, 14)),
               captureLines(7, 14, "a capture request"));
 }
@@ -394,19 +388,26 @@ int runProgram(const Lines& args) {
 
 // The module's threads hand off every request and end; the host then exits
 // with the startup object alive. The recorder's owner stops it at exit, so
-// every handed-off request's two records are in the files, once each.
+// every handed-off request's two records are in the files, once each. The
+// host's properties come from a seed file, as a host program's on a desk do.
 TEST(ProcessFaults, ExitWithoutAStopWritesEveryHandedOffRecord) {
     constexpr int kRequests = 2000;
     TempDir dir;
-    ASSERT_EQ(runProgram({FAULTS_HOST, FAULTS_CLIENT_MODULE, "exit", dir.path(),
-                          std::to_string(kRequests)}),
-              0)
-        << "-1 means it hung";
+    testsupport::writeFile(dir.file("seed.prop"), "# seeded\n" + std::string(kEnableProperty) +
+                                                      "=1\n\n" + kFolderProperty + "=" +
+                                                      dir.file("logs") + "\r\n" +
+                                                      kFlushIntervalProperty + "=5\n");
+    ASSERT_EQ(mkdir(dir.file("logs").c_str(), 0755), 0);
+    setenv("ZYNCAM_HOST_PROPERTIES", dir.file("seed.prop").c_str(), 1);
+    const int status =
+        runProgram({FAULTS_HOST, FAULTS_CLIENT_MODULE, "exit", std::to_string(kRequests)});
+    unsetenv("ZYNCAM_HOST_PROPERTIES");
+    ASSERT_EQ(status, 0) << "-1 means it hung";
     const std::regex headline("\\[UKey: 7\\]\\[ReqNum: (\\d+)\\]");
     std::vector<Lines> records(kRequests);
     int request = -1;
-    for (const std::string& name : listFiles(dir.path())) {
-        for (const std::string& line : readLines(dir.file(name))) {
+    for (const std::string& name : listFiles(dir.file("logs"))) {
+        for (const std::string& line : readLines(dir.file("logs/" + name))) {
             std::smatch match;
             if (std::regex_match(line, match, headline)) {
                 request = std::stoi(match[1]);
@@ -418,7 +419,8 @@ TEST(ProcessFaults, ExitWithoutAStopWritesEveryHandedOffRecord) {
         }
     }
     for (int r = 0; r < kRequests; ++r) {
-        EXPECT_EQ(records[r], (Lines{recordLine("before exit"), recordLine("still before exit")}))
+        EXPECT_EQ(records[r],
+                  (Lines{decisionLine("before exit"), decisionLine("still before exit")}))
             << "request " << r;
     }
 }

@@ -13,8 +13,6 @@
 #include "LineReader.h"
 #include "LogFileName.h"
 #include "LogParser.h"
-#include "ProblemReport.h"
-#include "RangeSet.h"
 #include "Report.h"
 #include "support/TempDir.h"
 
@@ -122,31 +120,6 @@ TEST(ScenarioLogParser, CutOrForeignLinesAreUnparsableAndSnippetsNameNoRequest) 
     EXPECT_FALSE(snippetsOnly.headline.requestNum);
 }
 
-TEST(ScenarioLogRanges, MergesNeighboursInAnyOrder) {
-    RangeSet requests;
-    for (int request : {5, 3, 9, 4, 7, 8, 3, -1, 2147483647, -2147483647 - 1}) {
-        requests.insert(request);
-    }
-    EXPECT_EQ(requests.toString(), "-2147483648, -1, 3-5, 7-9, 2147483647");
-    requests.insert(6);
-    EXPECT_EQ(requests.toString(), "-2147483648, -1, 3-9, 2147483647");
-}
-
-TEST(ScenarioLogProblems, ListsAFewPerFileAndCountsAll) {
-    constexpr std::uint64_t kListed = ProblemReport::kListedPerFile;
-    std::ostringstream out;
-    std::ostringstream err;
-    ProblemReport problems(out, err, false);
-    for (std::uint64_t line = 1; line <= kListed + 7; ++line) problems.report("a.txt", line, "bad");
-    problems.report("b.txt", std::nullopt, "foreign");
-    problems.finish();
-    const auto listed = lines(err.str());
-    ASSERT_EQ(listed.size(), kListed + 2);
-    EXPECT_EQ(listed[kListed], "a.txt: 7 more problems in this file not listed");
-    EXPECT_EQ(listed.back(), "b.txt: foreign");
-    EXPECT_EQ(problems.count(), kListed + 8);
-}
-
 TEST(ScenarioLogReport, SummaryCountsPerSeries) {
     TempDir dir;
     writeTwoSeries(dir);
@@ -247,37 +220,6 @@ TEST(ScenarioLogReport, ProblemsAreListedAndTheReportGoesOn) {
     EXPECT_TRUE(
         has(result.out, "total: 3 series, 6 files, 12 records (3 of unknown request), 9 problems"))
         << result.out;
-}
-
-TEST(ScenarioLogReport, CaptureSeriesKeepsItsRequestWhateverTheHeadline) {
-    TempDir dir;
-    writeFile(dir.file(kCapture + "01.txt"),
-              "\n[ModuleName: 3A][Decision: TOP_CONTROL] a\n"
-              "[UKey: 42][ReqNum: 8]\n[ModuleName: 3A][Decision: TOP_CONTROL] b\n");
-    const RunResult result = run({"grep", "--module", "3A", dir.path()});
-    EXPECT_EQ(result.code, kExitProblems);
-    const std::string c1 = dir.file(kCapture + "01.txt");
-    EXPECT_EQ(result.out, c1 + ":2: request 7: [ModuleName: 3A][Decision: TOP_CONTROL] a\n" + c1 +
-                              ":4: request 7: [ModuleName: 3A][Decision: TOP_CONTROL] b\n");
-    EXPECT_EQ(result.err,
-              c1 + ":3: headline names a request other than the capture series' request\n");
-}
-
-TEST(ScenarioLogReport, GrepPrintsTheRecordsThatPassEveryFilter) {
-    TempDir dir;
-    writeTwoSeries(dir);
-    for (const auto& [filters, count] : std::vector<std::pair<std::vector<std::string>, size_t>>{
-             {{"--module", "3A", "--frame", "13"}, 1},
-             {{"--stage", "Stage_MDP", "--sensor=0"}, 2},
-             {{"--decision", "ISP_FLOW"}, 1},  // not the execution records with that result
-             {{"--magic", "1"}, 0}}) {
-        std::vector<std::string> args = {"grep"};
-        args.insert(args.end(), filters.begin(), filters.end());
-        args.push_back(dir.path());
-        const RunResult result = run(args);
-        EXPECT_EQ(result.code, kExitClean) << filters[0];
-        EXPECT_EQ(lines(result.out).size(), count) << filters[0] << "\n" << result.out;
-    }
 }
 
 // With --json every line on standard output is one object, problems

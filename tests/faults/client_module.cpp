@@ -50,9 +50,8 @@ extern "C" __attribute__((visibility("default"))) int faultsShimRecordOneRequest
 
 // Four threads hand off `requests` requests between them, two records each;
 // returns once they have ended. Every hundredth request is a capture request.
-extern "C" __attribute__((visibility("default"))) void faultsShimHandOffAndLeave(const char* folder,
-                                                                                 int requests) {
-    setProperties(folder);
+// The properties come from the host's seed file.
+extern "C" __attribute__((visibility("default"))) void faultsShimHandOffAndLeave(int requests) {
     gStarter = new ScenarioRecorderInitializer();
     constexpr int kThreads = 4;
     std::vector<std::thread> threads;

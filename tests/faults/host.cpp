@@ -1,7 +1,8 @@
 // A camera host in miniature: it links the platform's property service and
 // loads the recorder's client module argv[1] with dlopen. "host MODULE exit
-// FOLDER COUNT" lets the module hand off COUNT requests with a started
-// recorder and calls exit(0) without stopping it. "host MODULE dlclose FOLDER" twice lets the
+// COUNT" lets the module hand off COUNT requests with a recorder started from
+// the properties of the file named by ZYNCAM_HOST_PROPERTIES, and calls
+// exit(0) without stopping it. "host MODULE dlclose FOLDER" twice lets the
 // module record one request with a started and stopped recorder and closes
 // it, then prints whether the recorder's library was unloaded. Exit status 0
 // on success; anything else is a failure.
@@ -12,7 +13,7 @@
 #include <string.h>
 
 int main(int argc, char** argv) {
-    if (argc != 4 && argc != 5) return 2;
+    if (argc != 4) return 2;
     property_set("host.started", "1");  // the property service is the host's own
     const bool exitMode = strcmp(argv[2], "exit") == 0;
     for (int requestNum = 1; requestNum <= 2; ++requestNum) {
@@ -22,10 +23,10 @@ int main(int argc, char** argv) {
             return 4;
         }
         if (exitMode) {
-            auto handOff = reinterpret_cast<void (*)(const char*, int)>(
-                dlsym(module, "faultsShimHandOffAndLeave"));
+            auto handOff =
+                reinterpret_cast<void (*)(int)>(dlsym(module, "faultsShimHandOffAndLeave"));
             if (handOff == nullptr) return 5;
-            handOff(argv[3], argc == 5 ? atoi(argv[4]) : 0);
+            handOff(atoi(argv[3]));
             exit(0);
         }
         auto recordOneRequest = reinterpret_cast<int (*)(const char*, int)>(

@@ -28,7 +28,7 @@ std::vector<std::string> logFiles(const std::string& folder, const std::string& 
 
 // Polls `condition` every millisecond until it holds or `timeout` passes.
 bool waitFor(const std::function<bool()>& condition,
-             std::chrono::milliseconds timeout = std::chrono::seconds(10));
+             std::chrono::milliseconds timeout = std::chrono::seconds(60));
 
 // The thread id of the service thread ("ScenarioRecorder"), or -1.
 pid_t findServiceThread();
