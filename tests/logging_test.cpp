@@ -64,25 +64,23 @@ TEST(Logging, ErrorGoesToAndroidLogInLongFormAndToUnifiedLoggerInShortFormAtAnyD
     EXPECT_EQ(lines[1], "unified 1 [reportFailure] mkdir(/x) failed, errno = 2");
 }
 
-TEST(Logging, LevelsAreGatedByDetailsLevelAndMask) {
-    EXPECT_EQ(logged(0x1, 1, kMaskOn, {reportWarning}), Lines{}) << "warning needs details level 2";
-    EXPECT_EQ(logged(0x1, 2, kMaskOn, {reportWarning, reportInfo}),
-              Lines{"android 5 [reportWarning] Headline size is not enough"});
-    EXPECT_EQ(logged(0x1, 4, kMaskOn, {reportInfo, reportDebug}),
-              Lines{"android 4 [reportInfo] Write log to /f"})
-        << "debug needs details level 5";
-    EXPECT_EQ(logged(0x1, 5, 1u << 30, {reportInfo}), Lines{})
-        << "info needs one of mask bits 12..14";
-    EXPECT_EQ(logged(0x1, 5, 1u << 14, {reportDebug}), Lines{}) << "debug needs mask bit 30";
-    EXPECT_EQ(logged(0x1, 5, (1u << 30) | (1u << 14), {reportDebug}),
-              Lines{"android 3 [reportDebug] unInit"});
-}
-
 void reportLong() {
     SR_LOGE("%s", std::string(2000, 'a').c_str());
 }
 
-TEST(Logging, ModeBitsChooseTheSinksAndUnifiedLinesAreCutAt1023Characters) {
+// Warning needs details level 2, info 3 and debug 5; info and debug need mask
+// bit 30 and one of bits 12 to 14. Mode bit 0 selects the Android log, bits 1
+// and 3 the unified logger, which cuts a line at 1,023 characters.
+TEST(Logging, LevelsAreGatedAndModeBitsChooseTheSinks) {
+    EXPECT_EQ(logged(0x1, 1, kMaskOn, {reportWarning}), Lines{});
+    EXPECT_EQ(logged(0x1, 2, kMaskOn, {reportWarning, reportInfo}),
+              Lines{"android 5 [reportWarning] Headline size is not enough"});
+    EXPECT_EQ(logged(0x1, 4, kMaskOn, {reportInfo, reportDebug}),
+              Lines{"android 4 [reportInfo] Write log to /f"});
+    EXPECT_EQ(logged(0x1, 5, 1u << 30, {reportInfo}), Lines{});
+    EXPECT_EQ(logged(0x1, 5, 1u << 14, {reportDebug}), Lines{});
+    EXPECT_EQ(logged(0x1, 5, (1u << 30) | (1u << 14), {reportDebug}),
+              Lines{"android 3 [reportDebug] unInit"});
     EXPECT_EQ(logged(0x8, 5, kMaskOn, {reportInfo}),
               Lines{"unified 3 [reportInfo] Write log to /f"});
     EXPECT_EQ(logged(0x4, 5, kMaskOn, {reportFailure}), Lines{});
