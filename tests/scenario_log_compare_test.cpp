@@ -90,9 +90,9 @@ TEST(ScenarioLogDiff, ShowsKeysOnlyInEitherAndMarksWhatChanged) {
         changes.push_back(line.substr(0, line.find(",\"key\"")));
     }
     EXPECT_EQ(changes, (std::vector<std::string>{
+                           R"({"type":"difference","change":"onlyA","group":"FaceDetection")",
                            R"({"type":"difference","change":"onlyB","group":"P2Streaming")",
-                           R"({"type":"difference","change":"changed","group":"P2Streaming")",
-                           R"({"type":"difference","change":"onlyA","group":"FaceDetection")"}));
+                           R"({"type":"difference","change":"changed","group":"P2Streaming")"}));
 
     const RunResult same = run({"diff", "--req", "7", "--req", "7", a.path()});
     EXPECT_EQ(same.code, 0);
@@ -132,12 +132,12 @@ TEST(ScenarioLogChanges, RunsPerKeyInRequestOrder) {
     EXPECT_NE(changes.err.find(kPreview + ":61: last line has no line break"), std::string::npos);
     EXPECT_EQ(changes.out,
               "== preview requests 0-11: 12 requests, 3 keys\n"
-              "P2Streaming Decision: ISP_FLOW\n"
-              "      0-5  \"3DNR on\"\n"
-              "    → 6-11  \"3DNR off\"\n"
               "3A Decision: AE_EXPOSURE_PARAM  0-11  12 distinct texts in 12 requests "
               "(--all lists them)\n"
-              "FaceDetection Stage_Y2Y Result: ISP_FLOW  0-11  \"a | b\"\n");
+              "FaceDetection Stage_Y2Y Result: ISP_FLOW  0-11  \"a | b\"\n"
+              "P2Streaming Decision: ISP_FLOW\n"
+              "      0-5  \"3DNR on\"\n"
+              "    → 6-11  \"3DNR off\"\n");
 
     const RunResult steady =
         run({"changes", "--ignore-numbers", "--from", "3", "--module", "3A", dir.path()});

@@ -138,11 +138,11 @@ void ChangesReport::Timeline::print(std::ostream& out) const {
         out << "== " << seriesKindName(mKind) << " requests " << requestRange(mFirst, mLast) << ": "
             << mRequests << " requests, " << mHistories.size() << " keys\n";
     }
-    for (const KeyHistory& history : mHistories) {
+    for (const auto& [key, index] : mKeyIndex) {
         if (mStyle.json) {
-            printKeyJson(out, history);
+            printKeyJson(out, mHistories[index]);
         } else {
-            printKeyText(out, history);
+            printKeyText(out, mHistories[index]);
         }
     }
 }

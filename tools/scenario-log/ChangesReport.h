@@ -2,7 +2,8 @@
 // text, and where the text changed.
 //
 // Requests are taken in number order, one timeline per series kind (preview
-// requests, capture requests), across all series read. Blocks are written in
+// requests, capture requests), across all series read; keys are listed by
+// module, then key, so that runs of one seed list alike. Blocks are written in
 // the order requests end, not in number order, so the records of the most
 // recent kReorderWindow requests wait in a window and leave it lowest number
 // first. A key's text in a request is its records' texts joined by " | ".

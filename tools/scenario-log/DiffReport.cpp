@@ -30,19 +30,26 @@ class Matcher {
   public:
     void add(const KeptRequest& request, bool sideA) {
         for (const KeptItem& item : request.items) {
-            auto [group, newGroup] = mGroups.try_emplace(item.group);
-            if (newGroup) mOrder.push_back(item.group);
+            auto group = mGroups.try_emplace(item.group).first;
             auto [slot, newLabel] = group->second.slots.try_emplace(item.label);
             if (newLabel) group->second.labels.push_back(item.label);
             (sideA ? slot->second.a : slot->second.b).push_back(&item);
         }
     }
 
-    const std::vector<std::string>& order() const { return mOrder; }
+    // The headline first, then modules by name: threads interleave the
+    // modules' records differently on every run.
+    std::vector<const std::string*> order() const {
+        std::vector<const std::string*> names;
+        for (const auto& [name, group] : mGroups) {
+            const bool headline = name == RequestCollector::kHeadlineGroup;
+            names.insert(headline ? names.begin() : names.end(), &name);
+        }
+        return names;
+    }
     const Group& group(const std::string& name) const { return mGroups.at(name); }
 
   private:
-    std::vector<std::string> mOrder;
     std::map<std::string, Group> mGroups;
 };
 
@@ -198,8 +205,8 @@ DiffCounts printDiff(const DiffSideView& a, const DiffSideView& b, const DiffSty
     DiffPrinter printer(style, out);
     printer.printSides(a, b);
     DiffCounts counts;
-    for (const std::string& name : matcher.order()) {
-        printer.printGroup(name, compareGroup(matcher.group(name), style.ignoreNumbers, counts));
+    for (const std::string* name : matcher.order()) {
+        printer.printGroup(*name, compareGroup(matcher.group(*name), style.ignoreNumbers, counts));
     }
     printer.printTotals(counts);
     return counts;
