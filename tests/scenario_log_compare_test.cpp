@@ -6,10 +6,12 @@
 #include <string>
 #include <vector>
 
-#include "Report.h"
+#include "support/ReaderRun.h"
 #include "support/TempDir.h"
 
 using namespace scenariolog;
+using testsupport::ReaderRun;
+using testsupport::runReader;
 using testsupport::TempDir;
 using testsupport::writeFile;
 
@@ -17,19 +19,6 @@ namespace {
 
 const std::string kPreview = "000000042_0000_0000_preview__2025_0102_030405_TuningLog_01.txt";
 const std::string kCapture = "000000042_0007_0001_capture__2025_0102_030405_TuningLog_01.txt";
-
-struct RunResult {
-    int code;
-    std::string out;
-    std::string err;
-};
-
-RunResult run(const std::vector<std::string>& args) {
-    std::ostringstream out;
-    std::ostringstream err;
-    const int code = runScenarioLog(args, out, err);
-    return {code, out.str(), err.str()};
-}
 
 std::string decision(const std::string& module, const std::string& name, const std::string& text) {
     return "[SensorId: 0][ModuleName: " + module + "][Decision: " + name + "] " + text + "\n";
@@ -64,7 +53,7 @@ void writePair(const TempDir& a, const TempDir& b) {
 TEST(ScenarioLogDiff, ShowsKeysOnlyInEitherAndMarksWhatChanged) {
     TempDir a, b;
     writePair(a, b);
-    const RunResult plain = run({"diff", a.path() + ":7", b.path() + ":7"});
+    const ReaderRun plain = runReader({"diff", a.path() + ":7", b.path() + ":7"});
     EXPECT_EQ(plain.code, 1) << plain.err;
     EXPECT_NE(plain.out.find("== P2Streaming\n"
                              "  + Stage_R2Y Result: ISP_FLOW #1  r2y done\n"
@@ -81,8 +70,8 @@ TEST(ScenarioLogDiff, ShowsKeysOnlyInEitherAndMarksWhatChanged) {
     EXPECT_EQ(plain.out.find("== headline"), std::string::npos);
     EXPECT_NE(plain.out.find("\n1 only in A, 1 only in B, 3 changed\n"), std::string::npos);
 
-    const RunResult numbers =
-        run({"diff", "--ignore-numbers", "--json", a.path() + ":7", b.path() + ":7"});
+    const ReaderRun numbers =
+        runReader({"diff", "--ignore-numbers", "--json", a.path() + ":7", b.path() + ":7"});
     EXPECT_EQ(numbers.code, 1);
     std::istringstream lines(numbers.out);
     std::vector<std::string> changes;
@@ -94,7 +83,7 @@ TEST(ScenarioLogDiff, ShowsKeysOnlyInEitherAndMarksWhatChanged) {
                            R"({"type":"difference","change":"onlyB","group":"P2Streaming")",
                            R"({"type":"difference","change":"changed","group":"P2Streaming")"}));
 
-    const RunResult same = run({"diff", "--req", "7", "--req", "7", a.path()});
+    const ReaderRun same = runReader({"diff", "--req", "7", "--req", "7", a.path()});
     EXPECT_EQ(same.code, 0);
     EXPECT_NE(same.out.find("\nidentical\n"), std::string::npos);
 }
@@ -107,7 +96,7 @@ TEST(ScenarioLogDiff, TroubleIsOneLineAndStatusTwo) {
                                                {"diff", empty.path() + ":7", b.path() + ":7"},
                                                {"diff", a.path() + ":7"},
                                                {"diff", "--req", "7", a.path(), b.path()}}) {
-        const RunResult result = run(args);
+        const ReaderRun result = runReader(args);
         EXPECT_EQ(result.code, 2) << args[1];
         EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
         EXPECT_EQ(result.out, "");
@@ -127,7 +116,7 @@ TEST(ScenarioLogChanges, RunsPerKeyInRequestOrder) {
                 execution("FaceDetection", "Stage_Y2Y", "b");
     }
     writeFile(dir.file(kPreview), file + "[ModuleName: 3A][Deci");
-    const RunResult changes = run({"changes", dir.path()});
+    const ReaderRun changes = runReader({"changes", dir.path()});
     EXPECT_EQ(changes.code, 1);
     EXPECT_NE(changes.err.find(kPreview + ":61: last line has no line break"), std::string::npos);
     EXPECT_EQ(changes.out,
@@ -139,13 +128,13 @@ TEST(ScenarioLogChanges, RunsPerKeyInRequestOrder) {
               "      0-5  \"3DNR on\"\n"
               "    → 6-11  \"3DNR off\"\n");
 
-    const RunResult steady =
-        run({"changes", "--ignore-numbers", "--from", "3", "--module", "3A", dir.path()});
+    const ReaderRun steady =
+        runReader({"changes", "--ignore-numbers", "--from", "3", "--module", "3A", dir.path()});
     EXPECT_NE(steady.out.find("3A Decision: AE_EXPOSURE_PARAM  3-11  \"exposure 103\"\n"),
               std::string::npos)
         << steady.out;
     EXPECT_EQ(steady.out.find("P2Streaming"), std::string::npos);
-    const RunResult all = run({"changes", "--all", "--module", "3A", dir.path()});
+    const ReaderRun all = runReader({"changes", "--all", "--module", "3A", dir.path()});
     EXPECT_NE(all.out.find("    → 11  \"exposure 111\"\n"), std::string::npos) << all.out;
 }
 
