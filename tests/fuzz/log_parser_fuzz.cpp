@@ -5,6 +5,11 @@
 //  - Arbitrary file names parse without harm.
 //  - A record line that the recorder formats from fuzzed parameters and text
 //    parses back to the same numbers, names and text.
+//  - Two fuzzed texts compare with spans inside them, around a common start
+//    and end, and equal exactly when they are (digit runs aside).
+//  - The bytes as a preview and a capture file go through `changes` and
+//    `diff` with fuzzed options and requests; fuzzed command lines parse.
+//    Each ends with a defined status.
 // Any difference aborts.
 #include <fuzzer/FuzzedDataProvider.h>
 #include <stdint.h>
@@ -13,14 +18,19 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <ostream>
+#include <streambuf>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "ConvertToString.h"
 #include "LineReader.h"
 #include "LogFileName.h"
 #include "LogParser.h"
 #include "RecordFormat.h"
+#include "Report.h"
+#include "TextCompare.h"
 
 namespace sr = NSCam::TuningUtils::scenariorecorder;
 using scenariolog::LineKind;
@@ -142,6 +152,101 @@ void checkRoundTrip(FuzzedDataProvider& input) {
           "only a full line cuts its text");
 }
 
+bool digitsAside(std::string_view a, std::string_view b) {
+    std::string left, right;
+    for (auto [text, out] : {std::make_pair(a, &left), std::make_pair(b, &right)}) {
+        for (size_t i = 0; i < text.size(); ++i) {
+            const bool digit = text[i] >= '0' && text[i] <= '9';
+            if (!digit || i == 0 || text[i - 1] < '0' || text[i - 1] > '9') {
+                out->push_back(digit ? '0' : text[i]);
+            }
+        }
+    }
+    return left == right;
+}
+
+void checkCompare(FuzzedDataProvider& input) {
+    const bool ignoreNumbers = input.ConsumeBool();
+    const std::string a = input.ConsumeRandomLengthString(64);
+    const std::string b = input.ConsumeRandomLengthString(64);
+    const scenariolog::TextDifference d = scenariolog::compareTexts(a, b, ignoreNumbers);
+    check(
+        d.a.begin <= d.a.end && d.a.end <= a.size() && d.b.begin <= d.b.end && d.b.end <= b.size(),
+        "spans lie inside their texts");
+    check(d.equal == (ignoreNumbers ? digitsAside(a, b) : a == b), "equal when alike");
+    if (!ignoreNumbers) {
+        check(d.a.begin == d.b.begin && a.compare(0, d.a.begin, b, 0, d.b.begin) == 0 &&
+                  a.size() - d.a.end == b.size() - d.b.end &&
+                  a.compare(d.a.end, std::string::npos, b, d.b.end) == 0,
+              "spans lie between a common start and end");
+    }
+    if (d.equal) {
+        check(scenariolog::textHash(a, ignoreNumbers) == scenariolog::textHash(b, ignoreNumbers),
+              "alike texts hash alike");
+    }
+}
+
+class NullBuffer : public std::streambuf {
+  protected:
+    int overflow(int c) override { return c; }
+};
+
+constexpr const char* kPreviewName =
+    "000000001_0000_0000_preview__2025_0102_030405_TuningLog_01.txt";
+constexpr const char* kCaptureName =
+    "000000001_0007_0001_capture__2025_0102_030406_TuningLog_01.txt";
+
+// A folder for this process, holding the bytes as a preview and a capture
+// file; removed at exit. Plain characters, so that it outlives every static
+// object that exit destroys before it calls removeFolder.
+char sFolder[] = "/tmp/log_parser_fuzz.XXXXXX";
+
+void removeFolder() {
+    for (const char* name : {kPreviewName, kCaptureName}) {
+        unlink((std::string(sFolder) + "/" + name).c_str());
+    }
+    rmdir(sFolder);
+}
+
+std::string commandFolder() {
+    static const bool made = [] {
+        if (mkdtemp(sFolder) == nullptr) abort();
+        return atexit(removeFolder) == 0;
+    }();
+    (void)made;
+    return sFolder;
+}
+
+void writeWhole(const std::string& path, const uint8_t* data, size_t size) {
+    FILE* file = fopen(path.c_str(), "wb");
+    if (file == nullptr || fwrite(data, 1, size, file) != size || fclose(file) != 0) abort();
+}
+
+void checkCommands(FuzzedDataProvider& input, const uint8_t* data, size_t size) {
+    const std::string folder = commandFolder();
+    writeWhole(folder + "/" + kPreviewName, data, size);
+    writeWhole(folder + "/" + kCaptureName, data, size);
+    const std::string a = std::to_string(input.ConsumeIntegralInRange(-2, 9));
+    const std::string b = std::to_string(input.ConsumeIntegralInRange(-2, 9));
+    std::vector<std::vector<std::string>> commands = {
+        {"changes", "--all", folder},
+        {"changes", "--ignore-numbers", "--from", a, "--to", b, "--json", folder},
+        {"diff", "--req", a, "--req", b, folder},
+        {"diff", "--ignore-numbers", "--json", folder + ":" + a, folder + ":7"},
+    };
+    std::vector<std::string> fuzzedArgs;
+    while (fuzzedArgs.size() < 6 && input.remaining_bytes() > 0) {
+        fuzzedArgs.push_back(input.ConsumeRandomLengthString(24));
+    }
+    commands.push_back(fuzzedArgs);
+    NullBuffer nothing;
+    std::ostream out(&nothing);
+    for (const std::vector<std::string>& args : commands) {
+        const int status = scenariolog::runScenarioLog(args, out, out, input.ConsumeBool());
+        check(status >= 0 && status <= 2, "a command ends with 0, 1 or 2");
+    }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -150,5 +255,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string name = input.ConsumeRandomLengthString(200);
     (void)scenariolog::parseLogFileName(name);
     checkRoundTrip(input);
+    checkCompare(input);
+    checkCommands(input, data, size);
     return 0;
 }

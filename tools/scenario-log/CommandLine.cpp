@@ -27,6 +27,29 @@ Commands:
       --frame N          frame number
       --magic N          magic number
       --text PATTERN     plain substring of the record's text (no wildcards)
+  diff A:N B:M       request N of input A against request M of input B (a
+                     folder or file each; the number after the last ':')
+  diff --req N --req M FOLDER|FILE...
+                     two requests of the same inputs
+      Records are matched by module, key (decision, or stage and result)
+      and occurrence (the n-th record with that key in the request);
+      headlines by their NDD texts and snippets. Per module: "-" only in
+      A, "+" only in B, "~" different texts, with the differing span
+      marked. A request with several blocks counts as all of its records.
+      --ignore-numbers   runs of digits are equal to each other (15762 us
+                         and 15801 us), so that only changes of state remain
+      --no-color         no colour even on a terminal
+  changes [--from N] [--to M] [--module NAME] [--decision NAME]
+          [--stage NAME] [--result NAME]
+                     per key, over the requests in number order (one timeline
+                     for preview requests, one for capture requests): the
+                     runs of requests whose texts were the same, "A-B" and
+                     the text, and the requests where it changed; the texts
+                     of a key's records in one request are joined by " | "
+      --ignore-numbers   as for diff
+      --all              also list the runs of keys that change on nearly
+                         every request (otherwise one line with the number
+                         of their distinct texts)
 
 Options:
   --json             one JSON object per line on standard output, each with a
@@ -48,6 +71,9 @@ line break, lines over 64 KiB) are listed with file and line on standard error
 
 Exit status: 0 when every input was read and understood, 1 when the report is
 complete but some input had problems, 2 on bad usage (one-line error).
+diff, like diff(1): 0 identical, 1 different, 2 trouble (bad usage, an input
+without tuning log files, a request in none of its inputs); problems inside
+files are listed and leave the status to the comparison.
 )";
 
 namespace {
@@ -81,12 +107,41 @@ std::optional<int> parseInt(const std::string& text) {
     return value;
 }
 
+// Flags of diff and changes.
+struct FlagOption {
+    bool Options::*field;
+    bool forDiff;
+    bool forChanges;
+    const char* owners;
+};
+
+const std::map<std::string, FlagOption>& flags() {
+    static const std::map<std::string, FlagOption> flags = {
+        {"--ignore-numbers", {&Options::ignoreNumbers, true, true, "diff and changes"}},
+        {"--all", {&Options::all, false, true, "changes"}},
+        {"--no-color", {&Options::noColor, true, false, "diff"}},
+    };
+    return flags;
+}
+
 std::optional<Command> parseCommand(const std::string& word) {
     if (word == "summary") return Command::kSummary;
     if (word == "show") return Command::kShow;
     if (word == "grep") return Command::kGrep;
+    if (word == "diff") return Command::kDiff;
+    if (word == "changes") return Command::kChanges;
     if (word == "--help" || word == "-h" || word == "help") return Command::kHelp;
     return std::nullopt;
+}
+
+// "INPUT:N", the number after the last colon.
+std::optional<DiffSide> parseDiffSide(const std::string& text) {
+    const std::size_t colon = text.rfind(':');
+    if (colon == std::string::npos || colon == 0) return std::nullopt;
+    const auto request = parseInt(text.substr(colon + 1));
+    if (!request) return std::nullopt;
+    const std::string input = text.substr(0, colon);
+    return DiffSide{{input}, *request, input};
 }
 
 class Parser {
@@ -103,7 +158,9 @@ class Parser {
         mResult.error = error;
         return false;
     }
+    bool takeRequest(const std::string& name, std::size_t& i);
     bool checkComplete();
+    bool makeDiffSides();
 
     const std::vector<std::string>& mArgs;
     Options mOptions;
@@ -115,7 +172,7 @@ class Parser {
 
 CommandLine Parser::run() {
     if (mArgs.empty()) {
-        mResult.error = "missing command (summary, show or grep); see --help";
+        mResult.error = "missing command (summary, show, grep, diff or changes); see --help";
         return mResult;
     }
     const auto command = parseCommand(mArgs[0]);
@@ -165,15 +222,30 @@ bool Parser::parseOption(const std::string& name, std::size_t& i) {
         mOptions.json = true;
         return true;
     }
-    if (name == "--req") {
-        if (mOptions.command != Command::kShow) return fail("--req is an option of show");
-        return takeNumber(name, i, mOptions.request);
+    if (name == "--req") return takeRequest(name, i);
+    if (const auto flag = flags().find(name); flag != flags().end()) {
+        const FlagOption& option = flag->second;
+        const Command command = mOptions.command;
+        if (!(option.forDiff && command == Command::kDiff) &&
+            !(option.forChanges && command == Command::kChanges)) {
+            return fail(name + " is an option of " + option.owners);
+        }
+        mOptions.*(option.field) = true;
+        return true;
+    }
+    if (name == "--from" || name == "--to") {
+        if (mOptions.command != Command::kChanges) return fail(name + " is an option of changes");
+        return takeNumber(name, i, name == "--from" ? mOptions.from : mOptions.to);
     }
     const auto text = textFilters().find(name);
     const auto number = numberFilters().find(name);
     const bool isFilter = text != textFilters().end() || number != numberFilters().end();
     if (!isFilter) return fail("unknown option " + name + "; see --help");
-    if (mOptions.command != Command::kGrep) return fail(name + " is an option of grep");
+    const bool keyFilter = name != "--text" && number == numberFilters().end();
+    if (mOptions.command != Command::kGrep &&
+        !(keyFilter && mOptions.command == Command::kChanges)) {
+        return fail(name + " is an option of grep" + (keyFilter ? " and changes" : ""));
+    }
     if (number != numberFilters().end()) {
         return takeNumber(name, i, mOptions.filter.*(number->second));
     }
@@ -202,11 +274,43 @@ bool Parser::takeNumber(const std::string& name, std::size_t& i, std::optional<i
            fail("option " + name + " needs a whole number, not '" + value + "'");
 }
 
+bool Parser::takeRequest(const std::string& name, std::size_t& i) {
+    if (mOptions.command == Command::kShow) return takeNumber(name, i, mOptions.request);
+    if (mOptions.command != Command::kDiff) return fail("--req is an option of show and diff");
+    if (mOptions.diffRequests.size() == 2) return fail("diff takes --req twice, not more");
+    std::optional<int> request;
+    if (!takeNumber(name, i, request)) return false;
+    mOptions.diffRequests.push_back(*request);
+    return true;
+}
+
 bool Parser::checkComplete() {
     if (mOptions.command == Command::kShow && !mOptions.request) {
         return fail("show needs --req N");
     }
     if (mOptions.inputs.empty()) return fail("missing FOLDER or FILE to read");
+    if (mOptions.command == Command::kDiff) return makeDiffSides();
+    return true;
+}
+
+bool Parser::makeDiffSides() {
+    const std::vector<std::string>& inputs = mOptions.inputs;
+    if (mOptions.diffRequests.size() == 2) {
+        std::string names;
+        for (const std::string& input : inputs) names += (names.empty() ? "" : " ") + input;
+        for (int request : mOptions.diffRequests) {
+            mOptions.diffSides.push_back({inputs, request, names});
+        }
+        return true;
+    }
+    if (!mOptions.diffRequests.empty() || inputs.size() != 2) {
+        return fail("diff needs two requests: A:N B:M, or --req N --req M FOLDER...");
+    }
+    for (const std::string& input : inputs) {
+        auto side = parseDiffSide(input);
+        if (!side) return fail("'" + input + "' is not INPUT:REQUEST; see --help");
+        mOptions.diffSides.push_back(std::move(*side));
+    }
     return true;
 }
 

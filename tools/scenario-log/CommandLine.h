@@ -9,7 +9,7 @@
 
 namespace scenariolog {
 
-enum class Command { kSummary, kShow, kGrep, kHelp };
+enum class Command { kSummary, kShow, kGrep, kDiff, kChanges, kHelp };
 
 // The record filters of `grep`; every given filter must match.
 struct RecordFilter {
@@ -25,12 +25,26 @@ struct RecordFilter {
     bool matches(const Record& record) const;
 };
 
+// One side of `diff`: a request and the inputs to look for it in.
+struct DiffSide {
+    std::vector<std::string> inputs;
+    int request = 0;
+    std::string label;  // the inputs as named on the command line
+};
+
 struct Options {
     Command command = Command::kHelp;
     bool json = false;
     std::optional<int> request;  // show --req
     RecordFilter filter;
     std::vector<std::string> inputs;
+    std::vector<int> diffRequests;    // diff --req, twice
+    std::vector<DiffSide> diffSides;  // diff: A and B, once the command line is complete
+    std::optional<int> from;          // changes --from
+    std::optional<int> to;            // changes --to
+    bool ignoreNumbers = false;       // diff, changes
+    bool all = false;                 // changes
+    bool noColor = false;             // diff
 };
 
 struct CommandLine {

@@ -6,7 +6,7 @@
 namespace scenariolog {
 namespace {
 
-constexpr std::size_t kChunkBytes = 64 * 1024;
+constexpr std::size_t kChunkBytes = 256 * 1024;
 
 }  // namespace
 
@@ -30,7 +30,23 @@ void LineReader::append(const char* data, std::size_t size) {
     mLine.append(data, size < room ? size : room);
 }
 
+// A line that lies whole in the chunk is handed out where it lies.
+bool LineReader::nextInChunk(Line& line) {
+    const char* start = mChunk.data() + mChunkPos;
+    const void* newline = std::memchr(start, '\n', mChunkEnd - mChunkPos);
+    if (newline == nullptr) return false;
+    const std::size_t length = static_cast<const char*>(newline) - start;
+    if (length > kMaxLineBytes) return false;
+    line.text = std::string_view(start, length);
+    line.number = ++mLineNumber;
+    line.tooLong = false;
+    line.unterminated = false;
+    mChunkPos += length + 1;
+    return true;
+}
+
 bool LineReader::next(Line& line) {
+    if (mChunkPos < mChunkEnd && nextInChunk(line)) return true;
     mLine.clear();
     mLineTooLong = false;
     bool sawAnything = false;

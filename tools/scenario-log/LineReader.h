@@ -38,6 +38,7 @@ class LineReader {
         void operator()(std::FILE* file) const { std::fclose(file); }
     };
 
+    bool nextInChunk(Line& line);
     bool refill();
     void append(const char* data, std::size_t size);
 

@@ -12,6 +12,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kForeignName = "not a tuning log file name; skipped";
+constexpr const char* kNoLogFiles = "no tuning log files in this folder";
 
 class Collector {
   public:
@@ -22,7 +23,8 @@ class Collector {
 
   private:
     void addFolder(const std::string& folder);
-    void addFile(const std::string& path, const std::string& fileName);
+    // True when the file is a tuning log file, also one already taken.
+    bool addFile(const std::string& path, const std::string& fileName);
     bool isNewFile(const std::string& path);
 
     ProblemSink& mProblems;
@@ -56,7 +58,11 @@ void Collector::addFolder(const std::string& folder) {
     }
     if (error) mProblems.report(folder, std::nullopt, "cannot list folder: " + error.message());
     std::sort(names.begin(), names.end());
-    for (const std::string& name : names) addFile((fs::path(folder) / name).string(), name);
+    bool anyLogFile = false;
+    for (const std::string& name : names) {
+        anyLogFile |= addFile((fs::path(folder) / name).string(), name);
+    }
+    if (!error && !anyLogFile) mProblems.report(folder, std::nullopt, kNoLogFiles);
 }
 
 bool Collector::isNewFile(const std::string& path) {
@@ -65,22 +71,23 @@ bool Collector::isNewFile(const std::string& path) {
     return mSeenFiles.insert(error ? path : canonical.string()).second;
 }
 
-void Collector::addFile(const std::string& path, const std::string& fileName) {
-    if (!isNewFile(path)) return;
+bool Collector::addFile(const std::string& path, const std::string& fileName) {
+    if (!isNewFile(path)) return true;
     auto name = parseLogFileName(fileName);
     if (!name) {
         mProblems.report(path, std::nullopt, kForeignName);
-        return;
+        return false;
     }
     LogSeries& series = mSeries[name->seriesKey()];
     for (const LogFile& taken : series.files) {
         if (taken.name.index == name->index) {
             mProblems.report(path, std::nullopt,
                              "same series and index as " + taken.path + "; skipped");
-            return;
+            return true;
         }
     }
     series.files.push_back(LogFile{path, std::move(*name)});
+    return true;
 }
 
 std::vector<LogSeries> Collector::takeSeries() {

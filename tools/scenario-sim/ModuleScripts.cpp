@@ -56,6 +56,34 @@ const char* onOff(bool on) {
     return on ? "on" : "off";
 }
 
+// Light in tenths of LV below which the pipeline takes night measures, and
+// below which temporal noise reduction is worth its cost.
+constexpr int kNightLight = 40;
+constexpr int kDimLight = 80;
+
+bool night(const SimRequest& r) {
+    return r.mScene.mLightTenths < kNightLight;
+}
+
+bool dim(const SimRequest& r) {
+    return r.mScene.mLightTenths < kDimLight;
+}
+
+// The tuning set chosen for the light: its name and index.
+std::pair<const char*, int> tuningFor(const SimRequest& r) {
+    const int light = r.mScene.mLightTenths;
+    if (light >= 100) return {"bright", 2};
+    if (light >= 60) return {"indoor", 3};
+    if (light >= kNightLight) return {"dim", 4};
+    return {"night", 5};
+}
+
+// The exposure AE applies, give or take a few microseconds.
+int exposureUs(const SimRequest& r, std::mt19937& rng) {
+    const int exposure = r.mScene.mExposureUs;
+    return exposure + pick(rng, -exposure / 50, exposure / 50);
+}
+
 RecordKind decision(sr::DecisionType type, bool withMagic) {
     return {false, type, kNoStage, false, withMagic};
 }
@@ -84,13 +112,12 @@ ModuleScript p1Node() {
                 {decision(sr::AE_EXPOSURE_PARAM, true),
                  [](const SimRequest& r, std::mt19937& rng) {
                      return format("apply shutter %d us, afe gain %d, isp gain %d at magic %d",
-                                   pick(rng, 8000, 33000), pick(rng, 1024, 8192),
-                                   pick(rng, 1024, 1536), r.mMagicNum);
+                                   exposureUs(r, rng), r.mScene.mIso * 1024 / 100,
+                                   pick(rng, 1024, 1088), r.mMagicNum);
                  }},
                 {execution(sr::TRIGGER_FEATURE, kStageR2Y, false, true),
-                 [](const SimRequest&, std::mt19937& rng) {
-                     return format("lmvo %s, rsso %s", onOff(pick(rng, 0, 9) > 0),
-                                   onOff(pick(rng, 0, 1) == 1));
+                 [](const SimRequest& r, std::mt19937&) {
+                     return format("lmvo %s, rsso %s", onOff(!night(r)), onOff(dim(r)));
                  }},
             }};
 }
@@ -104,8 +131,10 @@ ModuleScript cameraMiddleware() {
             {
                 {decision(sr::ATMS_MAPPING, false),
                  [](const SimRequest& r, std::mt19937&) {
-                     return r.mCapture ? format("scenario capture_mfnr -> tuning index 7")
-                                       : format("scenario preview_normal -> tuning index 2");
+                     const auto [name, index] = tuningFor(r);
+                     return r.mCapture
+                                ? format("scenario capture_%s -> tuning index %d", name, index + 10)
+                                : format("scenario preview_%s -> tuning index %d", name, index);
                  }},
                 {execution(sr::TOP_CONTROL, kStageMiddlewareConfig, false, false),
                  [](const SimRequest& r, std::mt19937&) {
@@ -114,13 +143,16 @@ ModuleScript cameraMiddleware() {
                  }},
                 {decision(sr::TRIGGER_FEATURE, false),
                  [](const SimRequest& r, std::mt19937&) {
-                     return r.mCapture ? format("features MFNR|AINR|FD")
-                                       : format("features 3DNR|EIS|FD");
+                     const char* face = r.mScene.mFaces > 0 ? "|FACE_AE" : "";
+                     const char* nightMode = night(r) ? "|NIGHT" : "";
+                     return r.mCapture ? format("features MFNR|AINR%s%s", face, nightMode)
+                                       : format("features 3DNR|EIS%s%s", face, nightMode);
                  }},
                 {execution(sr::TRIGGER_FEATURE, kStageFeatureTrigger, true, false),
-                 [](const SimRequest& r, std::mt19937& rng) {
-                     return r.mCapture ? format("MFNR %d frames", pick(rng, 4, 6))
-                                       : format("3DNR level %d", pick(rng, 1, 3));
+                 [](const SimRequest& r, std::mt19937&) {
+                     const int level = night(r) ? 3 : dim(r) ? 2 : 1;
+                     return r.mCapture ? format("MFNR %d frames", 3 + level)
+                                       : format("3DNR level %d", level);
                  }},
             }};
 }
@@ -133,9 +165,9 @@ ModuleScript p2Streaming() {
             microseconds(4000),
             {
                 {decision(sr::ISP_FLOW, false),
-                 [](const SimRequest&, std::mt19937& rng) {
-                     return format("3DNR on, EIS %s, crop %dx%d at (%d,%d)",
-                                   onOff(pick(rng, 0, 4) > 0), 1920, 1080, pick(rng, 0, 64),
+                 [](const SimRequest& r, std::mt19937& rng) {
+                     return format("3DNR %s, EIS %s, crop %dx%d at (%d,%d)", onOff(dim(r)),
+                                   onOff(!night(r)), 1920, 1080, pick(rng, 0, 64),
                                    pick(rng, 0, 48));
                  }},
                 {execution(sr::ISP_FLOW, kStageR2Y, false, false),
@@ -165,9 +197,11 @@ ModuleScript threeA() {
             microseconds(2000),
             {
                 {decision(sr::AE_EXPOSURE_PARAM, true),
-                 [](const SimRequest&, std::mt19937& rng) {
-                     return format("lv %d.%d, exposure %d us, iso %d", pick(rng, 40, 120) / 10,
-                                   pick(rng, 0, 9), pick(rng, 8000, 33000), pick(rng, 100, 3200));
+                 [](const SimRequest& r, std::mt19937& rng) {
+                     const int light = r.mScene.mLightTenths;
+                     return format("lv %d.%d, exposure %d us, iso %d, face AE %s", light / 10,
+                                   light % 10, exposureUs(r, rng), r.mScene.mIso,
+                                   onOff(r.mScene.mFaces > 0));
                  }},
                 {decision(sr::NORMAL_DATA_DUMP, true),
                  [](const SimRequest&, std::mt19937& rng) {
@@ -175,8 +209,8 @@ ModuleScript threeA() {
                                    pick(rng, 600, 1000), pick(rng, 2800, 6500));
                  }},
                 {execution(sr::AE_EXPOSURE_PARAM, kStageFeatureTrigger, true, true),
-                 [](const SimRequest&, std::mt19937& rng) {
-                     return format("AE %s", pick(rng, 0, 4) > 0 ? "stable" : "converging");
+                 [](const SimRequest& r, std::mt19937&) {
+                     return format("AE %s", r.mScene.mConverging ? "converging" : "stable");
                  }},
                 {execution(sr::TRIGGER_FEATURE, kStageFeatureTrigger, false, true),
                  [](const SimRequest& r, std::mt19937& rng) {
@@ -194,9 +228,10 @@ ModuleScript faceDetection() {
             microseconds(6000),
             {
                 {decision(sr::TRIGGER_FEATURE, false),
-                 [](const SimRequest&, std::mt19937& rng) {
-                     return format("faces %d, largest %dx%d", pick(rng, 0, 3), pick(rng, 80, 400),
-                                   pick(rng, 80, 400));
+                 [](const SimRequest& r, std::mt19937& rng) {
+                     if (r.mScene.mFaces == 0) return format("faces 0");
+                     const int size = pick(rng, 180, 220);
+                     return format("faces %d, largest %dx%d", r.mScene.mFaces, size, size);
                  }},
                 {execution(sr::ISP_FLOW, kStageY2Y, false, false),
                  [](const SimRequest&, std::mt19937& rng) {
@@ -221,9 +256,12 @@ ModuleScript p2Capture() {
             microseconds(60000),
             {
                 {decision(sr::ISP_FLOW, false),
-                 [](const SimRequest&, std::mt19937& rng) {
-                     return format("MFNR %d frames, AINR %s, SWNR level %d", pick(rng, 4, 6),
-                                   onOff(pick(rng, 0, 1) == 1), pick(rng, 0, 3));
+                 [](const SimRequest& r, std::mt19937&) {
+                     return format("MFNR %d frames, AINR %s, SWNR level %d", dim(r) ? 6 : 4,
+                                   onOff(night(r)),
+                                   night(r) ? 3
+                                   : dim(r) ? 1
+                                            : 0);
                  }},
                 {execution(sr::ISP_FLOW, kStageR2YDce1stRun, false, false),
                  [](const SimRequest&, std::mt19937& rng) {
@@ -291,7 +329,8 @@ const ModuleScript& sessionEndModule() {
 }
 
 void playModule(const ModuleScript& script, SimRequest& request, int records, RecordSink& sink,
-                std::mt19937& rng) {
+                uint32_t seed) {
+    std::mt19937 rng(mixSeed(seed, {static_cast<uint32_t>(request.mRequestNum), script.mModuleId}));
     const int templates = static_cast<int>(script.mRecords.size());
     const microseconds pause = script.mWork / records;
     for (int i = 0; i < records; ++i) {

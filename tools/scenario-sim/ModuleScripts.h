@@ -1,6 +1,7 @@
 // What each simulated pipeline module reports for a request: its module
 // number, the records it submits (decision type, stage, headline mark and a
-// text that varies with the request) and how long its work takes.
+// text that follows the request's scene, with numbers that vary per request)
+// and how long its work takes.
 #pragma once
 
 #include <chrono>
@@ -39,8 +40,10 @@ const ModuleScript& sessionEndModule();
 
 // Submits `records` records of `script` for `request`, cycling through its
 // templates; only the first pass marks records for the headline, so the
-// headline stays short whatever the count.
+// headline stays short whatever the count. The texts' numbers are drawn from
+// `seed`, the request and the module, so a seed gives the same texts on
+// every run whichever thread plays the module.
 void playModule(const ModuleScript& script, SimRequest& request, int records, RecordSink& sink,
-                std::mt19937& rng);
+                uint32_t seed);
 
 }  // namespace scenariosim

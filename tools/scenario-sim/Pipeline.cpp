@@ -18,7 +18,6 @@ constexpr auto kSessionLength = std::chrono::seconds(2);
 constexpr int kPreviewTag = 0;
 constexpr int kCaptureTag = 1;
 constexpr int kFirstMagicNum = 1;
-constexpr unsigned kRngSeed = 20240611;
 
 // Unique keys differ between runs, as in the HAL, so that a second run in
 // the same folder starts series of its own.
@@ -31,7 +30,9 @@ int firstUniqueKey() {
 }  // namespace
 
 Pipeline::Pipeline(const SimOptions& options, sr::IScenarioRecorder* recorder)
-    : mOptions(options), mRecorder(recorder), mRequestRng(kRngSeed) {
+    : mOptions(options),
+      mRecorder(recorder),
+      mScene(Scene::named(options.mScene, options.mSeed).value()) {
     const size_t workers = static_cast<size_t>(options.mWorkerThreads);
     const size_t modules = workerModules().size();
     mModuleWorkers.resize(modules);
@@ -109,10 +110,9 @@ void Pipeline::requestThreadEntry() {
 
 void Pipeline::workerThreadEntry(size_t worker) {
     RecordSink sink(mRecorder, &mRecords);
-    std::mt19937 rng(kRngSeed + static_cast<unsigned>(worker) + 1);
     WorkItem item;
     while (mQueues[worker]->pop(&item)) {
-        playModule(*item.mModule, *item.mRequest, mOptions.mRecordsPerModule, sink, rng);
+        playModule(*item.mModule, *item.mRequest, mOptions.mRecordsPerModule, sink, mOptions.mSeed);
         item.mPrinter.reset();
         finishHolding(*item.mRequest);
         item = WorkItem();
@@ -136,7 +136,7 @@ void Pipeline::issueRequest(int frame, RecordSink& sink) {
                                  capture);
         for (const ModuleScript& module : requestThreadModules()) {
             if (capture ? module.mOnCapture : module.mOnPreview) {
-                playModule(module, *request, mOptions.mRecordsPerModule, sink, mRequestRng);
+                playModule(module, *request, mOptions.mRecordsPerModule, sink, mOptions.mSeed);
             }
         }
         for (const ModuleScript* module : modules) {
@@ -160,7 +160,8 @@ void Pipeline::endSession(RecordSink& sink) {
     {
         sr::ScenarioLogPrinter printer(request->mRequestNum);
         mRecorder->recordNddInfo(mUniqueKey, request->mRequestNum, kPreviewTag, false);
-        playModule(module, *request, static_cast<int>(module.mRecords.size()), sink, mRequestRng);
+        playModule(module, *request, static_cast<int>(module.mRecords.size()), sink,
+                   mOptions.mSeed);
     }
     finishHolding(*request);
     waitUntilIdle();
@@ -169,7 +170,7 @@ void Pipeline::endSession(RecordSink& sink) {
 std::shared_ptr<SimRequest> Pipeline::newRequest(bool capture, int holders) {
     const int requestNum = mNextRequest++;
     auto request = std::make_shared<SimRequest>(requestNum, kFirstMagicNum + requestNum, mUniqueKey,
-                                                capture, holders);
+                                                capture, mScene.at(requestNum), holders);
     mResult.mRequests.push_back(request);
     (capture ? mCaptureRequests : mPreviewRequests).fetch_add(1, std::memory_order_relaxed);
     return request;

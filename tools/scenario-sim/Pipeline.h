@@ -13,11 +13,11 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
-#include <random>
 #include <thread>
 #include <vector>
 
 #include "ModuleScripts.h"
+#include "Scene.h"
 #include "SimOptions.h"
 #include "SimRequest.h"
 #include "WorkQueue.h"
@@ -75,6 +75,7 @@ class Pipeline {
 
     const SimOptions mOptions;
     sr::IScenarioRecorder* const mRecorder;
+    const Scene mScene;
     // mModuleWorkers[m]: the workers that run worker module m.
     std::vector<std::vector<size_t>> mModuleWorkers;
     std::vector<std::unique_ptr<WorkQueue<WorkItem>>> mQueues;  // one per worker
@@ -93,7 +94,6 @@ class Pipeline {
     // Owned by the request thread until join.
     int mNextRequest = 0;
     int mUniqueKey = 0;
-    std::mt19937 mRequestRng;
     // One slot per thread, the request thread's last; each thread fills its own.
     std::vector<std::vector<int64_t>> mLatencySlots;
     PipelineResult mResult;

@@ -8,6 +8,8 @@
 #include <map>
 #include <optional>
 
+#include "Scene.h"
+
 namespace scenariosim {
 
 const char* const kHelpText =
@@ -19,6 +21,11 @@ capture request every few frames, pipeline threads (P2Streaming, 3A,
 FaceDetection, P2Capture) work on them and report decision and execution
 records, and the recorder writes tuning log files into the output folder.
 The preview session is reconfigured every 2 seconds (a new unique key).
+The camera looks at a scene whose light and faces change over the frames:
+night features, face-based AE and the tuning index follow them, and AE takes
+a few frames to converge after each change. The texts depend only on the
+scene, the seed and the request number, so two runs with one seed write the
+same texts, and two seeds differ in a few frames around each change.
 
 Options:
   --duration SECONDS       length of the session (default 3)
@@ -29,6 +36,11 @@ Options:
   --flush-ms N             idle interval of the recorder's writer thread (default 100)
   --out FOLDER             log folder, made with its parents (default scenario_logs)
   --stats-json FILE        write per-request counts of the submitted records
+  --scene NAME             street (default; daylight, a shop, faces), dusk
+                           (light falls into night), portrait (faces come
+                           and go)
+  --seed N                 moves the scene's changes by a few frames and
+                           draws the texts' numbers, 0 to 2147483647 (default 1)
   --quiet                  no progress line and no summary
   -h, --help               this text
 
@@ -53,6 +65,7 @@ const std::map<std::string, IntRange>& intOptions() {
         {"--capture-interval", {&SimOptions::mCaptureInterval, 0, 1000000}},
         {"--records", {&SimOptions::mRecordsPerModule, 1, 200}},
         {"--flush-ms", {&SimOptions::mFlushIntervalMs, 0, 60000}},
+        {"--seed", {&SimOptions::mSeed, 0, 2147483647}},
     };
     return options;
 }
@@ -103,7 +116,7 @@ class Parser {
         } else if (name == "--quiet") {
             mResult.mOptions.mQuiet = true;
         } else if (name == "--duration" || name == "--out" || name == "--stats-json" ||
-                   intOptions().count(name) != 0) {
+                   name == "--scene" || intOptions().count(name) != 0) {
             takeValue(name, inlineValue);
         } else {
             const bool isOption = !arg.empty() && arg[0] == '-';
@@ -124,6 +137,12 @@ class Parser {
             options.mDurationSeconds = *seconds;
         } else if (name == "--out") {
             takeFolder(*value);
+        } else if (name == "--scene") {
+            if (!Scene::named(*value, 0)) {
+                return fail("--scene needs one of " + std::string(Scene::sceneNames()) + ", not '" +
+                            *value + "'");
+            }
+            options.mScene = *value;
         } else if (name == "--stats-json") {
             if (value->empty()) return fail("--stats-json needs a file name");
             options.mStatsJsonPath = *value;

@@ -15,6 +15,8 @@ struct SimOptions {
     int mFlushIntervalMs = 100;
     std::string mOutFolder = "scenario_logs";
     std::string mStatsJsonPath;  // empty: no stats file
+    std::string mScene = "street";
+    int mSeed = 1;  // 0 to INT_MAX
     bool mQuiet = false;
     bool mHelp = false;
 };

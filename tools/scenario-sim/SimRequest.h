@@ -3,20 +3,25 @@
 
 #include <atomic>
 
+#include "Scene.h"
+
 namespace scenariosim {
 
 struct SimRequest {
-    SimRequest(int requestNum, int magicNum, int uniqueKey, bool capture, int holders)
+    SimRequest(int requestNum, int magicNum, int uniqueKey, bool capture, const SceneState& scene,
+               int holders)
         : mRequestNum(requestNum),
           mMagicNum(magicNum),
           mUniqueKey(uniqueKey),
           mCapture(capture),
+          mScene(scene),
           mHolders(holders) {}
 
     const int mRequestNum;  // also the frame number, as in the camera HAL
     const int mMagicNum;    // the sensor node's own numbering of the frame
     const int mUniqueKey;   // the preview session the request belongs to
     const bool mCapture;
+    const SceneState mScene;  // what the camera sees on this frame
 
     // Records submitted for the request, all while a ScenarioLogPrinter held
     // it, so all before its log was handed off.

@@ -1,0 +1,141 @@
+// scenario-log diff and changes on hand-made folders with known differences.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "support/ReaderRun.h"
+#include "support/TempDir.h"
+
+using namespace scenariolog;
+using testsupport::ReaderRun;
+using testsupport::runReader;
+using testsupport::TempDir;
+using testsupport::writeFile;
+
+namespace {
+
+const std::string kPreview = "000000042_0000_0000_preview__2025_0102_030405_TuningLog_01.txt";
+const std::string kCapture = "000000042_0007_0001_capture__2025_0102_030405_TuningLog_01.txt";
+
+std::string decision(const std::string& module, const std::string& name, const std::string& text) {
+    return "[SensorId: 0][ModuleName: " + module + "][Decision: " + name + "] " + text + "\n";
+}
+
+std::string execution(const std::string& module, const std::string& stage,
+                      const std::string& text) {
+    return "[ModuleName: " + module + "][" + stage + "][Result: ISP_FLOW] " + text + "\n";
+}
+
+std::string headline(int request, const std::string& snippets = "") {
+    return "[UKey: 42][ReqNum: " + std::to_string(request) + "]" + snippets + "\n";
+}
+
+// Capture request 7 in A (two blocks) and in B: one key
+// only in A, one only in B, a changed state, changed numbers only, and a
+// repeated key whose second record differs in its number.
+void writePair(const TempDir& a, const TempDir& b) {
+    writeFile(a.file(kCapture), headline(7, ", AE stable") +
+                                    decision("P2Streaming", "ISP_FLOW", "3DNR on, EIS on") +
+                                    decision("3A", "AE_EXPOSURE_PARAM", "exposure 15762 us") +
+                                    decision("FaceDetection", "TRIGGER_FEATURE", "faces 0") +
+                                    execution("3A", "Stage_MDP", "AF 1") + "\n" +
+                                    execution("3A", "Stage_MDP", "AF 2"));
+    writeFile(b.file(kCapture),
+              headline(7, ", AE stable") + decision("P2Streaming", "ISP_FLOW", "3DNR off, EIS on") +
+                  decision("3A", "AE_EXPOSURE_PARAM", "exposure 15801 us") +
+                  execution("3A", "Stage_MDP", "AF 1") + execution("3A", "Stage_MDP", "AF 3") +
+                  execution("P2Streaming", "Stage_R2Y", "r2y done"));
+}
+
+TEST(ScenarioLogDiff, ShowsKeysOnlyInEitherAndMarksWhatChanged) {
+    TempDir a, b;
+    writePair(a, b);
+    const ReaderRun plain = runReader({"diff", a.path() + ":7", b.path() + ":7"});
+    EXPECT_EQ(plain.code, 1) << plain.err;
+    EXPECT_NE(plain.out.find("== P2Streaming\n"
+                             "  + Stage_R2Y Result: ISP_FLOW #1  r2y done\n"
+                             "  ~ Decision: ISP_FLOW #1\n"
+                             "      A: 3DNR on, EIS on\n"
+                             "               ^\n"
+                             "      B: 3DNR off, EIS on\n"
+                             "               ^^\n"),
+              std::string::npos)
+        << plain.out;
+    EXPECT_NE(plain.out.find("== FaceDetection\n  - Decision: TRIGGER_FEATURE #1  faces 0\n"),
+              std::string::npos);
+    EXPECT_NE(plain.out.find("  ~ Stage_MDP Result: ISP_FLOW #2\n"), std::string::npos);
+    EXPECT_EQ(plain.out.find("== headline"), std::string::npos);
+    EXPECT_NE(plain.out.find("\n1 only in A, 1 only in B, 3 changed\n"), std::string::npos);
+
+    const ReaderRun numbers =
+        runReader({"diff", "--ignore-numbers", "--json", a.path() + ":7", b.path() + ":7"});
+    EXPECT_EQ(numbers.code, 1);
+    std::istringstream lines(numbers.out);
+    std::vector<std::string> changes;
+    for (std::string line; std::getline(lines, line);) {
+        changes.push_back(line.substr(0, line.find(",\"key\"")));
+    }
+    EXPECT_EQ(changes, (std::vector<std::string>{
+                           R"({"type":"difference","change":"onlyA","group":"FaceDetection")",
+                           R"({"type":"difference","change":"onlyB","group":"P2Streaming")",
+                           R"({"type":"difference","change":"changed","group":"P2Streaming")"}));
+
+    const ReaderRun same = runReader({"diff", "--req", "7", "--req", "7", a.path()});
+    EXPECT_EQ(same.code, 0);
+    EXPECT_NE(same.out.find("\nidentical\n"), std::string::npos);
+}
+
+TEST(ScenarioLogDiff, TroubleIsOneLineAndStatusTwo) {
+    TempDir a, b, empty;
+    writePair(a, b);
+    for (const auto& args :
+         std::vector<std::vector<std::string>>{{"diff", a.path() + ":99", b.path() + ":7"},
+                                               {"diff", empty.path() + ":7", b.path() + ":7"},
+                                               {"diff", a.path() + ":7"},
+                                               {"diff", "--req", "7", a.path(), b.path()}}) {
+        const ReaderRun result = runReader(args);
+        EXPECT_EQ(result.code, 2) << args[1];
+        EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+        EXPECT_EQ(result.out, "");
+    }
+}
+
+// Blocks arrive out of number order, as requests end; one key flips at 6,
+// one counts, one has two records per request.
+TEST(ScenarioLogChanges, RunsPerKeyInRequestOrder) {
+    TempDir dir;
+    std::string file;
+    for (int request : {1, 0, 2, 4, 3, 5, 6, 8, 7, 9, 10, 11}) {
+        file += headline(request) +
+                decision("P2Streaming", "ISP_FLOW", request < 6 ? "3DNR on" : "3DNR off") +
+                decision("3A", "AE_EXPOSURE_PARAM", "exposure " + std::to_string(100 + request)) +
+                execution("FaceDetection", "Stage_Y2Y", "a") +
+                execution("FaceDetection", "Stage_Y2Y", "b");
+    }
+    writeFile(dir.file(kPreview), file + "[ModuleName: 3A][Deci");
+    const ReaderRun changes = runReader({"changes", dir.path()});
+    EXPECT_EQ(changes.code, 1);
+    EXPECT_NE(changes.err.find(kPreview + ":61: last line has no line break"), std::string::npos);
+    EXPECT_EQ(changes.out,
+              "== preview requests 0-11: 12 requests, 3 keys\n"
+              "3A Decision: AE_EXPOSURE_PARAM  0-11  12 distinct texts in 12 requests "
+              "(--all lists them)\n"
+              "FaceDetection Stage_Y2Y Result: ISP_FLOW  0-11  \"a | b\"\n"
+              "P2Streaming Decision: ISP_FLOW\n"
+              "      0-5  \"3DNR on\"\n"
+              "    → 6-11  \"3DNR off\"\n");
+
+    const ReaderRun steady =
+        runReader({"changes", "--ignore-numbers", "--from", "3", "--module", "3A", dir.path()});
+    EXPECT_NE(steady.out.find("3A Decision: AE_EXPOSURE_PARAM  3-11  \"exposure 103\"\n"),
+              std::string::npos)
+        << steady.out;
+    EXPECT_EQ(steady.out.find("P2Streaming"), std::string::npos);
+    const ReaderRun all = runReader({"changes", "--all", "--module", "3A", dir.path()});
+    EXPECT_NE(all.out.find("    → 11  \"exposure 111\"\n"), std::string::npos) << all.out;
+}
+
+}  // namespace
