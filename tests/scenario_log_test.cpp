@@ -13,10 +13,12 @@
 #include "LineReader.h"
 #include "LogFileName.h"
 #include "LogParser.h"
-#include "Report.h"
+#include "support/ReaderRun.h"
 #include "support/TempDir.h"
 
 using namespace scenariolog;
+using testsupport::ReaderRun;
+using testsupport::runReader;
 using testsupport::TempDir;
 using testsupport::writeFile;
 
@@ -25,19 +27,6 @@ namespace {
 const std::string kPreview = "000000042_0005_0001_preview__2025_0102_030405_TuningLog_";
 const std::string kCapture = "000000042_0007_0003_capture__2025_0102_030406_TuningLog_";
 const std::string kOlderPreview = "-00000001_-001_-001_preview__2025_0102_030300_TuningLog_";
-
-struct RunResult {
-    int code;
-    std::string out;
-    std::string err;
-};
-
-RunResult run(const std::vector<std::string>& args) {
-    std::ostringstream out;
-    std::ostringstream err;
-    const int code = runScenarioLog(args, out, err);
-    return {code, out.str(), err.str()};
-}
 
 std::vector<std::string> lines(const std::string& text) {
     std::vector<std::string> all;
@@ -123,7 +112,7 @@ TEST(ScenarioLogParser, CutOrForeignLinesAreUnparsableAndSnippetsNameNoRequest) 
 TEST(ScenarioLogReport, SummaryCountsPerSeries) {
     TempDir dir;
     writeTwoSeries(dir);
-    const RunResult result = run({"summary", "--json", dir.path()});
+    const ReaderRun result = runReader({"summary", "--json", dir.path()});
     EXPECT_EQ(result.code, kExitClean) << result.err << result.out;
     const auto series = lines(result.out);
     ASSERT_EQ(series.size(), 3u) << result.out;
@@ -148,7 +137,7 @@ TEST(ScenarioLogReport, SummaryCountsPerSeries) {
 TEST(ScenarioLogReport, ShowFollowsRequestAcrossSeriesAndContinuedFiles) {
     TempDir dir;
     writeTwoSeries(dir);
-    const RunResult result = run({"show", "--req", "7", dir.path()});
+    const ReaderRun result = runReader({"show", "--req", "7", dir.path()});
     EXPECT_EQ(result.code, kExitClean) << result.err;
     const std::string p1 = dir.file(kPreview + "01.txt");
     const std::string p2 = dir.file(kPreview + "02.txt");
@@ -195,8 +184,8 @@ TEST(ScenarioLogReport, ProblemsAreListedAndTheReportGoesOn) {
     writeFile(dir.file(kOlderPreview + "03.txt"),
               "-- CONTINUED --\n[ModuleName: 3A][Decision: TOP_CONTROL] after a lost file\n");
     const std::string copy = copies.file(kCapture + "02.txt");
-    const RunResult result =
-        run({"summary", dir.path(), dir.file("absent"), dir.file(kCapture + "01.txt"), copy});
+    const ReaderRun result =
+        runReader({"summary", dir.path(), dir.file("absent"), dir.file(kCapture + "01.txt"), copy});
     EXPECT_EQ(result.code, kExitProblems);
     const std::string older = dir.file(kOlderPreview + "01.txt");
     EXPECT_EQ(
@@ -230,7 +219,7 @@ TEST(ScenarioLogReport, JsonLinesCarryRecordsAndProblems) {
     writeFile(file,
               "\n[ModuleName: 3A][Decision: TOP_CONTROL] q\"\x01\xc3\xa9\xff\n"
               "[ModuleName: 3A][Deci");
-    const RunResult result = run({"grep", "--json", "--module", "3A", dir.path()});
+    const ReaderRun result = runReader({"grep", "--json", "--module", "3A", dir.path()});
     EXPECT_EQ(result.code, kExitProblems);
     EXPECT_EQ(result.err, "");
     EXPECT_EQ(lines(result.out),
@@ -250,12 +239,12 @@ TEST(ScenarioLogCommandLine, BadUsageGivesOneLineAndExitTwo) {
          {"", "list in", "show in", "show --req seven in", "summary --module 3A in",
           "grep --colour in", "summary --json=yes in", "summary"}) {
         std::istringstream words(usage);
-        const RunResult result = run({std::istream_iterator<std::string>(words), {}});
+        const ReaderRun result = runReader({std::istream_iterator<std::string>(words), {}});
         EXPECT_EQ(result.code, kExitUsage) << usage;
         EXPECT_EQ(lines(result.err).size(), 1u) << result.err;
         EXPECT_EQ(result.out, "");
     }
-    const RunResult help = run({"grep", "--help"});
+    const ReaderRun help = runReader({"grep", "--help"});
     EXPECT_EQ(help.code, kExitClean);
     EXPECT_TRUE(has(help.out, "substring"));
 }
