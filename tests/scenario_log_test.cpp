@@ -12,7 +12,6 @@
 #include "Json.h"
 #include "LineReader.h"
 #include "LogFileName.h"
-#include "LogParser.h"
 #include "support/ReaderRun.h"
 #include "support/TempDir.h"
 
@@ -94,19 +93,6 @@ TEST(ScenarioLogFileName, ReadsFullAndCutPrefixesAndRejectsForeignNames) {
              {"000000042_0007_0003_capt_2025_0102_030406_TuningLog_01.txt", "foreign"}}) {
         EXPECT_EQ(describeName(name), expected) << name;
     }
-}
-
-// Whole lines of the recorder's forms are left to the fuzz target.
-TEST(ScenarioLogParser, CutOrForeignLinesAreUnparsableAndSnippetsNameNoRequest) {
-    for (const std::string& line : std::vector<std::string>{
-             "[UKey: 4", "[UKey: 4][ReqNum: 5]junk", "[SensorId: 0][Fra", "[SensorId: x]",
-             "rest of a text after its line break", "[ModuleName: 3A][Decision: ISP_FLOW]",
-             "[ModuleName: 3A][Stage_MDP] no result", std::string("[ModuleName: 3A]\0", 17)}) {
-        EXPECT_EQ(parseLine(line).kind, LineKind::kUnparsable) << line;
-    }
-    const ParsedLine snippetsOnly = parseLine(", [UKey: 1][ReqNum: 2]");
-    EXPECT_EQ(snippetsOnly.kind, LineKind::kHeadline);
-    EXPECT_FALSE(snippetsOnly.headline.requestNum);
 }
 
 TEST(ScenarioLogReport, SummaryCountsPerSeries) {
