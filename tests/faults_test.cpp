@@ -1,7 +1,6 @@
-// Faults from outside the recorder. The host goes on, the fault is reported
-// with the recorder's log lines, and records reach files again once it is
-// gone. Faults that need a mount, a chroot or a lower limit run in a sandboxed
-// child, which reports through files in the test's temporary folder.
+// Faults from outside: the host goes on, the fault is logged, and records reach
+// files again once it is gone. Faults that need a mount, a chroot or a lower
+// limit run in a sandboxed child, which reports through files.
 #include <cutils/properties.h>
 #include <errno.h>
 #include <fcntl.h>
@@ -78,8 +77,7 @@ size_t countStartingWith(const Lines& lines, const std::string& prefix) {
                          [&](const std::string& line) { return line.rfind(prefix, 0) == 0; });
 }
 
-// A recorder started on `folder`, its log captured from before its thread
-// starts.
+// A recorder started on `folder`, its log captured from before its thread starts.
 struct Started {
     explicit Started(const std::string& folder, int flushMs = 10) : properties(folder, flushMs) {
         recorder.init();
@@ -150,10 +148,9 @@ TEST(LogFolderFaults, UnusableFolderFallsBackAndIsUsedAgainOnceRepaired) {
     EXPECT_EQ(captureFile(root.file("ro/logs"), 1, 4), captureLines(1, 4, "mount writable again"));
 }
 
-// A tmpfs of 300 MiB has more free than the 280 MiB that storage reservation
-// keeps, so creating the files removes none, until a filler beside the log
-// folder takes its last free byte. Request 1's writer stays open across the
-// fault: its full buffers are retired and written while nothing fits.
+// A tmpfs of 300 MiB keeps more than the reserved 280 MiB free until a filler
+// beside the log folder takes its last byte. Request 1's writer stays open
+// across the fault: its full buffers are retired and written while none fits.
 TEST(DiskFaults, FullDiskDropsOnlyWhatIsWrittenMeanwhile) {
     const std::string text(200, 'f');
     TempDir dir;
@@ -198,9 +195,8 @@ TEST(DiskFaults, FullDiskDropsOnlyWhatIsWrittenMeanwhile) {
     const Lines log = readLines(dir.file("log"));
     EXPECT_EQ(countStartingWith(log, "1 "), 0u);
     EXPECT_EQ(countStartingWith(log, "2 [reserveSpace]"), 0u);
-    // Lost: the buffers retired while the disk was full, the first with the
-    // headline. Written once freed: the active buffer's empty headline, its
-    // records of the full disk and the two later ones.
+    // Lost: the buffers retired while the disk was full, the first with the headline.
+    // Written once freed: the active buffer's empty headline and records.
     const Lines lines = captureFile(dir.file("out"), 2, 1);
     ASSERT_GT(lines.size(), 3u) << lines[0];
     EXPECT_EQ(lines.front(), "");
@@ -256,9 +252,8 @@ TEST(DescriptorFaults, RequestsWithoutDescriptorsAreReportedAndHandedBackUnwritt
     EXPECT_EQ(countStartingWith(log, std::string("1 [open] ") + kUnableToOpen), 2u);
     EXPECT_EQ(countStartingWith(log, std::string("1 [serviceThreadEntry] ") + kUnableToOpen), 2u);
     EXPECT_EQ(countStartingWith(log, "1 "), 6u) << "no other error";
-    // No line of the first two requests reached a file. Under valgrind a
-    // refused open leaves an empty file: its descriptor limit is applied
-    // after the kernel made the file.
+    // No line of the first two reached a file. Under valgrind a refused open
+    // leaves an empty file: its limit applies after the kernel made the file.
     for (const std::string& file : logFiles(dir.path(), "capture")) {
         if (file.find(captureName(4, 3)) == std::string::npos) {
             EXPECT_EQ(readFile(file), "") << file;
@@ -358,9 +353,8 @@ int runProgram(const Lines& args) {
 }
 
 // The module's threads hand off every request and end; the host then exits
-// with the startup object alive. The recorder's owner stops it at exit, so
-// every handed-off request's two records are in the files, once each. The
-// host's properties come from a seed file, as a host program's on a desk do.
+// with the startup object alive, so the recorder's owner stops it at exit.
+// The host's properties come from a seed file, as a desk host program's do.
 TEST(ProcessFaults, ExitWithoutAStopWritesEveryHandedOffRecord) {
     constexpr int kRequests = 2000;
     TempDir dir;
