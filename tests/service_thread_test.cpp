@@ -44,7 +44,7 @@ TEST_F(ServiceThread, CaptureRequestGetsItsOwnNamedFileOnceItsLastRecordIsPublis
     Peer::Buffer* buffer = Peer::reserve(mRecorder, 17, "published late");
     ASSERT_NE(buffer, nullptr);
     mRecorder.printLog(17);
-    // No condition says the thread saw the buffer; a thread that did not wait shows it by then.
+    // No condition tells that the thread saw it; one that did not wait shows it.
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     EXPECT_NE(Peer::requestWriter(mRecorder, 17), nullptr) << "written while being copied";
     Peer::publish(mRecorder, buffer);
@@ -111,29 +111,27 @@ class ServiceThreadPriority : public ServiceThread {
   protected:
     // Idle passes lower the level one by one, a second apart: every step is seen.
     ServiceThreadPriority() : ServiceThread(1000) {}
+};
 
-    void SetUp() override {
-        if (geteuid() != 0) GTEST_SKIP() << "lowering a nice value needs privileges";
-        ASSERT_TRUE(waitFor([&] { return (mThread = findServiceThread()) > 0; }));
-        ASSERT_TRUE(waitFor([&] { return nice() == 19; }));
-    }
-
-    int nice() const { return getpriority(PRIO_PROCESS, static_cast<id_t>(mThread)); }
-
-    // Retires a buffer of `requestNum` whose one record is published or not:
-    // the thread stops in front of it until it is.
-    Peer::Buffer* retire(int requestNum, bool published) {
+TEST_F(ServiceThreadPriority, QueueLengthRaisesThePriorityAndIdlePassesStepItBackDown) {
+    if (geteuid() != 0) GTEST_SKIP() << "lowering a nice value needs privileges";
+    pid_t thread = -1;
+    ASSERT_TRUE(waitFor([&] { return (thread = findServiceThread()) > 0; }));
+    const auto nice = [&] { return getpriority(PRIO_PROCESS, static_cast<id_t>(thread)); };
+    ASSERT_TRUE(waitFor([&] { return nice() == 19; }));
+    // Retires a buffer whose one record is published or not: the thread stops
+    // in front of it until it is.
+    const auto retire = [&](int requestNum, bool published) {
         Peer::Buffer* buffer = Peer::reserve(mRecorder, requestNum, "queued");
         if (published) Peer::publish(mRecorder, buffer);
         mRecorder.printLog(requestNum);
         return buffer;
-    }
-
+    };
     // Holds the thread in front of two unpublished buffers and `behind` more,
     // lets the first go so that the thread takes the second with `behind` + 1
     // queued and must reach `raised`, then the second: returns each nice value
     // seen from then until the thread is idle at 19 again.
-    std::vector<int> stepsAfterQueueing(int firstRequest, int behind, int raised) {
+    const auto stepsAfterQueueing = [&](int firstRequest, int behind, int raised) {
         Peer::Buffer* first = retire(firstRequest, false);
         Peer::Buffer* second = retire(firstRequest + 1, false);
         for (int i = 0; i < behind; ++i) retire(firstRequest + 2 + i, true);
@@ -147,12 +145,8 @@ class ServiceThreadPriority : public ServiceThread {
             return now == 19;
         });
         return seen;
-    }
+    };
 
-    pid_t mThread = -1;
-};
-
-TEST_F(ServiceThreadPriority, QueueLengthRaisesThePriorityAndIdlePassesStepItBackDown) {
     retire(50, true);
     ASSERT_TRUE(waitFor([&] { return Peer::pendingCount(mRecorder) == 0; }));
     EXPECT_EQ(nice(), 19) << "a queue of one changes nothing";
