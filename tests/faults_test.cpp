@@ -56,10 +56,6 @@ std::string captureName(int uniqueKey, int requestNum) {
     return name;
 }
 
-Lines captureLines(int uniqueKey, int requestNum, const std::string& text) {
-    return {nddText(uniqueKey, requestNum), decisionLine(text)};
-}
-
 // The lines of the one file in `folder` of that capture request, or a line
 // that says how many there were instead.
 Lines captureFile(const std::string& folder, int uniqueKey, int requestNum) {
@@ -71,6 +67,10 @@ Lines captureFile(const std::string& folder, int uniqueKey, int requestNum) {
     if (found.size() != 1) return {std::to_string(found.size()) + " files named " + prefix};
     return readLines(folder + "/" + found[0]);
 }
+
+// That capture request's one file in `folder` holds its headline and record.
+#define EXPECT_CAPTURE(folder, key, request, text) \
+    EXPECT_EQ(captureFile(folder, key, request), (Lines{nddText(key, request), decisionLine(text)}))
 
 size_t countStartingWith(const Lines& lines, const std::string& prefix) {
     return std::count_if(lines.begin(), lines.end(),
@@ -140,12 +140,10 @@ TEST(LogFolderFaults, UnusableFolderFallsBackAndIsUsedAgainOnceRepaired) {
         EXPECT_EQ(countStartingWith(log, line), 1u) << line;
     }
     EXPECT_EQ(countStartingWith(log, "1 "), 2u) << "no other error";
-    EXPECT_EQ(captureFile(root.file("data/vendor/camera_dump"), 1, 1),
-              captureLines(1, 1, "below a regular file"));
-    EXPECT_EQ(captureFile(root.file("plain/logs"), 1, 2), captureLines(1, 2, "folder repaired"));
-    EXPECT_EQ(captureFile(root.file("data/vendor"), 1, 3),
-              captureLines(1, 3, "on a read-only mount"));
-    EXPECT_EQ(captureFile(root.file("ro/logs"), 1, 4), captureLines(1, 4, "mount writable again"));
+    EXPECT_CAPTURE(root.file("data/vendor/camera_dump"), 1, 1, "below a regular file");
+    EXPECT_CAPTURE(root.file("plain/logs"), 1, 2, "folder repaired");
+    EXPECT_CAPTURE(root.file("data/vendor"), 1, 3, "on a read-only mount");
+    EXPECT_CAPTURE(root.file("ro/logs"), 1, 4, "mount writable again");
 }
 
 // A tmpfs of 300 MiB keeps more than the reserved 280 MiB free until a filler
@@ -171,10 +169,8 @@ TEST(DiskFaults, FullDiskDropsOnlyWhatIsWrittenMeanwhile) {
         const int filler = open((fs + "/filler").c_str(), O_WRONLY | O_CREAT, 0644);
         if (statvfs(fs.c_str(), &info) != 0 ||
             fallocate(filler, 0, 0, static_cast<off_t>(info.f_bsize * info.f_bfree)) != 0 ||
-            statvfs(fs.c_str(), &info) != 0 || info.f_bfree != 0) {
+            close(filler) != 0 || statvfs(fs.c_str(), &info) != 0 || info.f_bfree != 0)
             return 3;
-        }
-        close(filler);
         // About 300 bytes a record, fewer than 900 to a buffer: three buffers
         // are retired and written while nothing fits.
         for (int i = 0; i < 3000; ++i) submit(recorder, 1, text);
@@ -206,8 +202,8 @@ TEST(DiskFaults, FullDiskDropsOnlyWhatIsWrittenMeanwhile) {
     EXPECT_LT(kept, 3000u - 3 * 800) << "three buffers of more than 800 records each are lost";
     EXPECT_EQ(static_cast<size_t>(std::count(lines.begin(), lines.end(), decisionLine(text))),
               kept);
-    EXPECT_EQ(captureFile(dir.file("out"), 2, 2), captureLines(2, 2, "before the disk filled"));
-    EXPECT_EQ(captureFile(dir.file("out"), 2, 3), captureLines(2, 3, "after the disk was freed"));
+    EXPECT_CAPTURE(dir.file("out"), 2, 2, "before the disk filled");
+    EXPECT_CAPTURE(dir.file("out"), 2, 3, "after the disk was freed");
 }
 
 // The child takes every descriptor it may have while two capture requests
@@ -259,7 +255,7 @@ TEST(DescriptorFaults, RequestsWithoutDescriptorsAreReportedAndHandedBackUnwritt
             EXPECT_EQ(readFile(file), "") << file;
         }
     }
-    EXPECT_EQ(captureFile(dir.path(), 4, 3), captureLines(4, 3, "descriptors back"));
+    EXPECT_CAPTURE(dir.path(), 4, 3, "descriptors back");
 }
 
 // The preview writer keeps its file open across requests.
@@ -293,7 +289,7 @@ TEST(FileFaults, TruncatedFileGoesOnAtItsNewEndAndADeletedOneIsLeftBehind) {
     const Lines after = logFiles(dir.path(), "preview");
     ASSERT_EQ(after.size(), 1u);
     EXPECT_EQ(readLines(after[0]), (Lines{nddText(7, 13), decisionLine("a new session")}));
-    EXPECT_EQ(captureFile(dir.path(), 7, 14), captureLines(7, 14, "a capture request"));
+    EXPECT_CAPTURE(dir.path(), 7, 14, "a capture request");
 }
 
 // Twenty buffers made old at once by a clock that jumps forward, and one whose
@@ -329,9 +325,8 @@ TEST(ClockFaults, ForwardJumpExpiresBuffersOnePerIdlePassAndABackwardJumpNone) {
     }
     recorder.printLog(kFuture);
     recorder.unInit();
-    for (int request = 0; request <= kFuture; ++request) {
-        EXPECT_EQ(captureFile(dir.path(), 9, request), captureLines(9, request, "stranded"));
-    }
+    for (int request = 0; request <= kFuture; ++request)
+        EXPECT_CAPTURE(dir.path(), 9, request, "stranded");
 }
 
 // Runs a program; its exit status, 128 plus the signal that ended it, or -1
@@ -392,9 +387,7 @@ TEST(ProcessFaults, DlcloseAfterAStartAndStopLeavesTheLibraryUsableAgain) {
     TempDir dir;
     EXPECT_EQ(runProgram({FAULTS_HOST, FAULTS_CLIENT_MODULE, "dlclose", dir.path()}), 0)
         << "-1 means it hung";
-    for (int request : {1, 2}) {
-        EXPECT_EQ(captureFile(dir.path(), 5, request), captureLines(5, request, "before unload"));
-    }
+    for (int request : {1, 2}) EXPECT_CAPTURE(dir.path(), 5, request, "before unload");
 }
 
 }  // namespace
