@@ -1,10 +1,6 @@
-// Faults from outside the recorder: an unusable log folder, a full disk, no
-// file descriptors left, a log file truncated or deleted under its writer, a
-// wall clock that jumps, and a host that exits or closes the library without
-// an orderly stop. The host goes on, the fault is reported with the recorder's
-// log lines, and records reach files again once the fault is gone. Faults that
-// need a mount, a chroot or a lower limit run in a sandboxed child, which
-// reports through files in the test's temporary folder.
+// Faults from outside: the host goes on, the fault is logged, and records reach
+// files again once it is gone. Faults that need a mount, a chroot or a lower
+// limit run in a sandboxed child, which reports through files.
 #include <cutils/properties.h>
 #include <errno.h>
 #include <fcntl.h>
@@ -20,43 +16,30 @@
 
 #include <algorithm>
 #include <chrono>
-#include <regex>
+#include <map>
 #include <string>
 #include <vector>
 
 #include "RecorderProperties.h"
-#include "ScenarioRecorder.h"
 #include "support/LogCapture.h"
 #include "support/RecorderFiles.h"
 #include "support/RecorderPeer.h"
 #include "support/Records.h"
 #include "support/Sandbox.h"
-#include "support/TempDir.h"
 
 extern char** environ;
 
-namespace NSCam {
-namespace TuningUtils {
-namespace scenariorecorder {
+namespace NSCam::TuningUtils::scenariorecorder {
 namespace {
 
-using Peer = ScenarioRecorderTestPeer;
-using testsupport::CapturedLine;
-using testsupport::kSandboxUnavailable;
-using testsupport::listFiles;
-using testsupport::LogCapture;
-using testsupport::readLines;
-using testsupport::RecorderProperties;
-using testsupport::TempDir;
-using testsupport::waitFor;
+using namespace testsupport;
 using Lines = std::vector<std::string>;
-using testsupport::decisionLine;
 
 constexpr const char* kUnableToOpen =
     "Unable to open file. Please disable SELinux and restart lumenhostd. !!!";
 
 void submit(ScenarioRecorder& recorder, int requestNum, const std::string& text) {
-    recorder.submitDecisionRecord(testsupport::decisionParam(requestNum), text);
+    recorder.submitDecisionRecord(decisionParam(requestNum), text);
 }
 
 // A capture request from its NDD report to its hand-off, with one record.
@@ -73,13 +56,10 @@ std::string captureName(int uniqueKey, int requestNum) {
     return name;
 }
 
-Lines captureLines(int uniqueKey, int requestNum, const std::string& text) {
-    return {testsupport::nddText(uniqueKey, requestNum), decisionLine(text)};
-}
-
-// The lines of the one file in `folder` whose name starts with `prefix`, or
-// a line that says how many there were instead.
-Lines linesOfOnly(const std::string& folder, const std::string& prefix) {
+// The lines of the one file in `folder` of that capture request, or a line
+// that says how many there were instead.
+Lines captureFile(const std::string& folder, int uniqueKey, int requestNum) {
+    const std::string prefix = captureName(uniqueKey, requestNum);
     Lines found;
     for (const std::string& name : listFiles(folder)) {
         if (name.rfind(prefix, 0) == 0) found.push_back(name);
@@ -88,21 +68,34 @@ Lines linesOfOnly(const std::string& folder, const std::string& prefix) {
     return readLines(folder + "/" + found[0]);
 }
 
-// Saves the unified logger's lines as "<level> <text>", one per line.
-void saveLog(const LogCapture& logs, const std::string& path) {
-    std::string saved;
-    for (const CapturedLine& line : logs.lines()) {
-        if (line.sink == CapturedLine::Sink::kUnified) {
-            saved += std::to_string(line.level) + " " + line.text + "\n";
-        }
-    }
-    testsupport::writeFile(path, saved);
-}
+// That capture request's one file in `folder` holds its headline and record.
+#define EXPECT_CAPTURE(folder, key, request, text) \
+    EXPECT_EQ(captureFile(folder, key, request), (Lines{nddText(key, request), decisionLine(text)}))
 
 size_t countStartingWith(const Lines& lines, const std::string& prefix) {
     return std::count_if(lines.begin(), lines.end(),
                          [&](const std::string& line) { return line.rfind(prefix, 0) == 0; });
 }
+
+// A recorder started on `folder`, its log captured from before its thread starts.
+struct Started {
+    explicit Started(const std::string& folder, int flushMs = 10) : properties(folder, flushMs) {
+        recorder.init();
+    }
+    // Stops the recorder and saves its unified logger lines as "<level> <text>".
+    void stop(const std::string& logPath) {
+        recorder.unInit();
+        std::string saved;
+        for (const CapturedLine& line : logs.lines()) {
+            if (line.sink != CapturedLine::Sink::kUnified) continue;
+            saved += std::to_string(line.level) + " " + line.text + "\n";
+        }
+        writeFile(logPath, saved);
+    }
+    LogCapture logs;
+    RecorderProperties properties;
+    ScenarioRecorder recorder;
+};
 
 #define SKIP_WITHOUT_SANDBOX(status)                                                \
     if ((status) == kSandboxUnavailable)                                            \
@@ -116,7 +109,7 @@ TEST(LogFolderFaults, UnusableFolderFallsBackAndIsUsedAgainOnceRepaired) {
     TempDir root;
     ASSERT_EQ(mkdir(root.file("ro").c_str(), 0755), 0);
     ASSERT_EQ(mkdir(root.file("ro/logs").c_str(), 0755), 0);
-    const int status = testsupport::runInSandbox([&]() -> int {
+    const int status = runInSandbox([&]() -> int {
         const std::string ro = root.file("ro");
         if (mount(ro.c_str(), ro.c_str(), "none", MS_BIND, nullptr) != 0 ||
             mount("none", ro.c_str(), "none", MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr) != 0 ||
@@ -124,20 +117,16 @@ TEST(LogFolderFaults, UnusableFolderFallsBackAndIsUsedAgainOnceRepaired) {
             return kSandboxUnavailable;
         }
         if (mkdir("/data", 0755) != 0 || mkdir("/data/vendor", 0755) != 0) return 1;
-        testsupport::writeFile("/plain", "a regular file");
-        LogCapture logs;
-        RecorderProperties properties("/plain/logs", 10);
-        ScenarioRecorder recorder;
-        recorder.init();
-        captureRequest(recorder, 1, 1, "below a regular file");
+        writeFile("/plain", "a regular file");
+        Started started("/plain/logs");
+        captureRequest(started.recorder, 1, 1, "below a regular file");
         if (unlink("/plain") != 0 || mkdir("/plain", 0755) != 0) return 2;
-        captureRequest(recorder, 1, 2, "folder repaired");
+        captureRequest(started.recorder, 1, 2, "folder repaired");
         property_set(kFolderProperty, "/ro/logs");
-        captureRequest(recorder, 1, 3, "on a read-only mount");
+        captureRequest(started.recorder, 1, 3, "on a read-only mount");
         if (mount("none", "/ro", "none", MS_REMOUNT | MS_BIND, nullptr) != 0) return 3;
-        captureRequest(recorder, 1, 4, "mount writable again");
-        recorder.unInit();
-        saveLog(logs, "/log");
+        captureRequest(started.recorder, 1, 4, "mount writable again");
+        started.stop("/log");
         return 0;
     });
     SKIP_WITHOUT_SANDBOX(status);
@@ -151,34 +140,27 @@ TEST(LogFolderFaults, UnusableFolderFallsBackAndIsUsedAgainOnceRepaired) {
         EXPECT_EQ(countStartingWith(log, line), 1u) << line;
     }
     EXPECT_EQ(countStartingWith(log, "1 "), 2u) << "no other error";
-    EXPECT_EQ(linesOfOnly(root.file("data/vendor/camera_dump"), captureName(1, 1)),
-              captureLines(1, 1, "below a regular file"));
-    EXPECT_EQ(linesOfOnly(root.file("plain/logs"), captureName(1, 2)),
-              captureLines(1, 2, "folder repaired"));
-    EXPECT_EQ(linesOfOnly(root.file("data/vendor"), captureName(1, 3)),
-              captureLines(1, 3, "on a read-only mount"));
-    EXPECT_EQ(linesOfOnly(root.file("ro/logs"), captureName(1, 4)),
-              captureLines(1, 4, "mount writable again"));
+    EXPECT_CAPTURE(root.file("data/vendor/camera_dump"), 1, 1, "below a regular file");
+    EXPECT_CAPTURE(root.file("plain/logs"), 1, 2, "folder repaired");
+    EXPECT_CAPTURE(root.file("data/vendor"), 1, 3, "on a read-only mount");
+    EXPECT_CAPTURE(root.file("ro/logs"), 1, 4, "mount writable again");
 }
 
-// A tmpfs of 300 MiB has more free than the 280 MiB that storage reservation
-// keeps, so creating the files removes none, until a filler beside the log
-// folder takes its last free byte. Request 1's writer stays open across the
-// fault: its full buffers are retired and written while nothing fits.
+// A tmpfs of 300 MiB keeps more than the reserved 280 MiB free until a filler
+// beside the log folder takes its last byte. Request 1's writer stays open
+// across the fault: its full buffers are retired and written while none fits.
 TEST(DiskFaults, FullDiskDropsOnlyWhatIsWrittenMeanwhile) {
     const std::string text(200, 'f');
     TempDir dir;
     const std::string fs = dir.file("fs");
     ASSERT_EQ(mkdir(fs.c_str(), 0755), 0);
     ASSERT_EQ(mkdir(dir.file("out").c_str(), 0755), 0);
-    const int status = testsupport::runInSandbox([&]() -> int {
-        if (!testsupport::mountTmpfs(fs, 300ull << 20)) return kSandboxUnavailable;
+    const int status = runInSandbox([&]() -> int {
         const std::string logs = fs + "/logs";
+        if (!mountTmpfs(fs, 300ull << 20)) return kSandboxUnavailable;
         if (mkdir(logs.c_str(), 0755) != 0) return 1;
-        LogCapture capture;
-        RecorderProperties properties(logs, 10);
-        ScenarioRecorder recorder;
-        recorder.init();
+        Started started(logs);
+        ScenarioRecorder& recorder = started.recorder;
         recorder.recordNddInfo(2, 1, 0, true);
         captureRequest(recorder, 2, 2, "before the disk filled");
         if (!waitFor([&] { return Peer::writerCount(recorder) == 1; })) return 2;
@@ -187,10 +169,8 @@ TEST(DiskFaults, FullDiskDropsOnlyWhatIsWrittenMeanwhile) {
         const int filler = open((fs + "/filler").c_str(), O_WRONLY | O_CREAT, 0644);
         if (statvfs(fs.c_str(), &info) != 0 ||
             fallocate(filler, 0, 0, static_cast<off_t>(info.f_bsize * info.f_bfree)) != 0 ||
-            statvfs(fs.c_str(), &info) != 0 || info.f_bfree != 0) {
+            close(filler) != 0 || statvfs(fs.c_str(), &info) != 0 || info.f_bfree != 0)
             return 3;
-        }
-        close(filler);
         // About 300 bytes a record, fewer than 900 to a buffer: three buffers
         // are retired and written while nothing fits.
         for (int i = 0; i < 3000; ++i) submit(recorder, 1, text);
@@ -200,23 +180,20 @@ TEST(DiskFaults, FullDiskDropsOnlyWhatIsWrittenMeanwhile) {
         for (const char* line : {"freed 1", "freed 2"}) submit(recorder, 1, line);
         recorder.printLog(1);
         captureRequest(recorder, 2, 3, "after the disk was freed");
-        recorder.unInit();
+        started.stop(dir.file("log"));
         for (const std::string& name : listFiles(logs)) {
-            testsupport::writeFile(dir.file("out/" + name),
-                                   testsupport::readFile(logs + "/" + name));
+            writeFile(dir.file("out/" + name), readFile(logs + "/" + name));
         }
-        saveLog(capture, dir.file("log"));
         return 0;
     });
     SKIP_WITHOUT_SANDBOX(status);
 
-    EXPECT_EQ(countStartingWith(readLines(dir.file("log")), "1 "), 0u);
-    EXPECT_EQ(countStartingWith(readLines(dir.file("log")), "2 [reserveSpace]"), 0u);
-    // The buffers retired while the disk was full are lost, the first one
-    // with the request's headline; the active buffer is written after the
-    // space was freed: its empty headline, its records of the full disk, and
-    // the two later records.
-    const Lines lines = linesOfOnly(dir.file("out"), captureName(2, 1));
+    const Lines log = readLines(dir.file("log"));
+    EXPECT_EQ(countStartingWith(log, "1 "), 0u);
+    EXPECT_EQ(countStartingWith(log, "2 [reserveSpace]"), 0u);
+    // Lost: the buffers retired while the disk was full, the first with the headline.
+    // Written once freed: the active buffer's empty headline and records.
+    const Lines lines = captureFile(dir.file("out"), 2, 1);
     ASSERT_GT(lines.size(), 3u) << lines[0];
     EXPECT_EQ(lines.front(), "");
     EXPECT_EQ(Lines(lines.end() - 2, lines.end()),
@@ -225,24 +202,21 @@ TEST(DiskFaults, FullDiskDropsOnlyWhatIsWrittenMeanwhile) {
     EXPECT_LT(kept, 3000u - 3 * 800) << "three buffers of more than 800 records each are lost";
     EXPECT_EQ(static_cast<size_t>(std::count(lines.begin(), lines.end(), decisionLine(text))),
               kept);
-    EXPECT_EQ(linesOfOnly(dir.file("out"), captureName(2, 2)),
-              captureLines(2, 2, "before the disk filled"));
-    EXPECT_EQ(linesOfOnly(dir.file("out"), captureName(2, 3)),
-              captureLines(2, 3, "after the disk was freed"));
+    EXPECT_CAPTURE(dir.file("out"), 2, 2, "before the disk filled");
+    EXPECT_CAPTURE(dir.file("out"), 2, 3, "after the disk was freed");
 }
 
 // The child takes every descriptor it may have while two capture requests
 // open their files, then gives them back for a third.
 TEST(DescriptorFaults, RequestsWithoutDescriptorsAreReportedAndHandedBackUnwritten) {
     TempDir dir;
-    const int status = testsupport::runInSandbox([&]() -> int {
-        LogCapture logs;
-        RecorderProperties properties(dir.path(), 10);
-        ScenarioRecorder recorder;
-        recorder.init();
+    const int status = runInSandbox([&]() -> int {
+        Started started(dir.path());
+        ScenarioRecorder& recorder = started.recorder;
         // A line reaches the logger first: under UndefinedBehaviorSanitizer
         // the first check of the logger's dynamic type needs a pipe.
-        if (!waitFor([&] { return !logs.unifiedLinesContaining("is running").empty(); })) return 6;
+        if (!waitFor([&] { return !started.logs.unifiedLinesContaining("is running").empty(); }))
+            return 6;
         rlimit saved;
         if (getrlimit(RLIMIT_NOFILE, &saved) != 0) return 1;
         rlimit low = saved;
@@ -253,16 +227,14 @@ TEST(DescriptorFaults, RequestsWithoutDescriptorsAreReportedAndHandedBackUnwritt
         if (errno != EMFILE) return 3;
         captureRequest(recorder, 4, 1, "no descriptor");
         captureRequest(recorder, 4, 2, "no descriptor either");
-        if (!waitFor([&] {
-                return Peer::pendingCount(recorder) == 0 && Peer::writerCount(recorder) == 0;
-            })) {
-            return 4;
-        }
+        const auto refused = [&] {
+            return Peer::pendingCount(recorder) == 0 && Peer::writerCount(recorder) == 0;
+        };
+        if (!waitFor(refused)) return 4;
         for (int fd : taken) close(fd);
         if (setrlimit(RLIMIT_NOFILE, &saved) != 0) return 5;
         captureRequest(recorder, 4, 3, "descriptors back");
-        recorder.unInit();
-        saveLog(logs, dir.file("log"));
+        started.stop(dir.file("log"));
         return 0;
     });
     SKIP_WITHOUT_SANDBOX(status);
@@ -276,23 +248,21 @@ TEST(DescriptorFaults, RequestsWithoutDescriptorsAreReportedAndHandedBackUnwritt
     EXPECT_EQ(countStartingWith(log, std::string("1 [open] ") + kUnableToOpen), 2u);
     EXPECT_EQ(countStartingWith(log, std::string("1 [serviceThreadEntry] ") + kUnableToOpen), 2u);
     EXPECT_EQ(countStartingWith(log, "1 "), 6u) << "no other error";
-    // No line of the first two requests reached a file. Under valgrind a
-    // refused open leaves an empty file: its descriptor limit is applied
-    // after the kernel made the file.
-    for (const std::string& file : testsupport::logFiles(dir.path(), "capture")) {
+    // No line of the first two reached a file. Under valgrind a refused open
+    // leaves an empty file: its limit applies after the kernel made the file.
+    for (const std::string& file : logFiles(dir.path(), "capture")) {
         if (file.find(captureName(4, 3)) == std::string::npos) {
-            EXPECT_EQ(testsupport::readFile(file), "") << file;
+            EXPECT_EQ(readFile(file), "") << file;
         }
     }
-    EXPECT_EQ(linesOfOnly(dir.path(), captureName(4, 3)), captureLines(4, 3, "descriptors back"));
+    EXPECT_CAPTURE(dir.path(), 4, 3, "descriptors back");
 }
 
 // The preview writer keeps its file open across requests.
 TEST(FileFaults, TruncatedFileGoesOnAtItsNewEndAndADeletedOneIsLeftBehind) {
     TempDir dir;
-    RecorderProperties properties(dir.path(), 10);
-    ScenarioRecorder recorder;
-    recorder.init();
+    Started started(dir.path());
+    ScenarioRecorder& recorder = started.recorder;
     auto previewRequest = [&](int requestNum, const std::string& text) {
         submit(recorder, requestNum, text);
         recorder.printLog(requestNum);
@@ -300,16 +270,15 @@ TEST(FileFaults, TruncatedFileGoesOnAtItsNewEndAndADeletedOneIsLeftBehind) {
     };
     recorder.recordNddInfo(6, 10, 0, false);
     previewRequest(10, "before truncation");
-    const Lines files = testsupport::logFiles(dir.path(), "preview");
+    const Lines files = logFiles(dir.path(), "preview");
     ASSERT_EQ(files.size(), 1u);
-    ASSERT_EQ(readLines(files[0]),
-              (Lines{"[UKey: 6][ReqNum: 10]", decisionLine("before truncation")}));
+    ASSERT_EQ(readLines(files[0]), (Lines{nddText(6, 10), decisionLine("before truncation")}));
 
     ASSERT_EQ(truncate(files[0].c_str(), 0), 0);
     previewRequest(11, "after truncation");
     // Opened for appending, the file has no hole of NUL bytes where the cut
     // lines were; a plain file offset would have left one in front.
-    EXPECT_EQ(testsupport::readFile(files[0]), "\n" + decisionLine("after truncation") + "\n");
+    EXPECT_EQ(readFile(files[0]), "\n" + decisionLine("after truncation") + "\n");
 
     ASSERT_EQ(unlink(files[0].c_str()), 0);
     previewRequest(12, "into the deleted file");
@@ -317,31 +286,26 @@ TEST(FileFaults, TruncatedFileGoesOnAtItsNewEndAndADeletedOneIsLeftBehind) {
     previewRequest(13, "a new session");
     captureRequest(recorder, 7, 14, "a capture request");
     recorder.unInit();
-    ASSERT_EQ(testsupport::logFiles(dir.path(), "preview").size(), 1u);
-    EXPECT_EQ(readLines(testsupport::logFiles(dir.path(), "preview")[0]),
-              (Lines{"[UKey: 7][ReqNum: 13]", decisionLine("a new session")}));
-    EXPECT_EQ(linesOfOnly(dir.path(), captureName(7, 14)),
-              captureLines(7, 14, "a capture request"));
+    const Lines after = logFiles(dir.path(), "preview");
+    ASSERT_EQ(after.size(), 1u);
+    EXPECT_EQ(readLines(after[0]), (Lines{nddText(7, 13), decisionLine("a new session")}));
+    EXPECT_CAPTURE(dir.path(), 7, 14, "a capture request");
 }
 
 // Twenty buffers made old at once by a clock that jumps forward, and one whose
 // creation lies an hour ahead, as after a clock that jumped back.
 TEST(ClockFaults, ForwardJumpExpiresBuffersOnePerIdlePassAndABackwardJumpNone) {
-    LogCapture logs;
     TempDir dir;
-    RecorderProperties properties(dir.path(), 50);
-    ScenarioRecorder recorder;
-    recorder.init();
-    constexpr int kStranded = 20;
-    constexpr int kFuture = kStranded;
+    Started started(dir.path(), 50);
+    ScenarioRecorder& recorder = started.recorder;
+    constexpr int kFuture = 20;  // requests below it are stranded
     for (int request = 0; request <= kFuture; ++request) {
         recorder.recordNddInfo(9, request, 0, true);
         submit(recorder, request, "stranded");
     }
     Peer::ageActiveBuffer(recorder, kFuture, -3600);
-    for (int request = 0; request < kStranded; ++request) {
+    for (int request = 0; request < kFuture; ++request)
         Peer::ageActiveBuffer(recorder, request, 12);
-    }
     std::vector<size_t> seen;
     ASSERT_TRUE(waitFor([&] {
         const size_t active = Peer::activeCount(recorder);
@@ -352,20 +316,17 @@ TEST(ClockFaults, ForwardJumpExpiresBuffersOnePerIdlePassAndABackwardJumpNone) {
     EXPECT_TRUE(Peer::hasActive(recorder, kFuture));
 
     // Ages are whole seconds of the wall clock, 12 and more: some tick by.
-    const Lines expired = logs.unifiedLinesContaining("expired");
-    EXPECT_EQ(expired.size(), static_cast<size_t>(kStranded));
-    for (int request = 0; request < kStranded; ++request) {
+    const Lines expired = started.logs.unifiedLinesContaining("expired");
+    EXPECT_EQ(expired.size(), static_cast<size_t>(kFuture));
+    for (int request = 0; request < kFuture; ++request) {
         const std::string line = "[serviceThreadEntry] Request(" + std::to_string(request) +
                                  ")'s buffer is expired. It's life time is(1";
         EXPECT_EQ(countStartingWith(expired, line), 1u) << line;
     }
-
     recorder.printLog(kFuture);
     recorder.unInit();
-    for (int request = 0; request <= kFuture; ++request) {
-        EXPECT_EQ(linesOfOnly(dir.path(), captureName(9, request)),
-                  captureLines(9, request, "stranded"));
-    }
+    for (int request = 0; request <= kFuture; ++request)
+        EXPECT_CAPTURE(dir.path(), 9, request, "stranded");
 }
 
 // Runs a program; its exit status, 128 plus the signal that ended it, or -1
@@ -387,37 +348,32 @@ int runProgram(const Lines& args) {
 }
 
 // The module's threads hand off every request and end; the host then exits
-// with the startup object alive. The recorder's owner stops it at exit, so
-// every handed-off request's two records are in the files, once each. The
-// host's properties come from a seed file, as a host program's on a desk do.
+// with the startup object alive, so the recorder's owner stops it at exit.
+// The host's properties come from a seed file, as a desk host program's do.
 TEST(ProcessFaults, ExitWithoutAStopWritesEveryHandedOffRecord) {
     constexpr int kRequests = 2000;
     TempDir dir;
-    testsupport::writeFile(dir.file("seed.prop"), "# seeded\n" + std::string(kEnableProperty) +
-                                                      "=1\n\n" + kFolderProperty + "=" +
-                                                      dir.file("logs") + "\r\n" +
-                                                      kFlushIntervalProperty + "=5\n");
+    writeFile(dir.file("seed.prop"), "# seeded\n" + std::string(kEnableProperty) + "=1\n\n" +
+                                         kFolderProperty + "=" + dir.file("logs") + "\r\n" +
+                                         kFlushIntervalProperty + "=5\n");
     ASSERT_EQ(mkdir(dir.file("logs").c_str(), 0755), 0);
     setenv("ZYNCAM_HOST_PROPERTIES", dir.file("seed.prop").c_str(), 1);
     const int status =
         runProgram({FAULTS_HOST, FAULTS_CLIENT_MODULE, "exit", std::to_string(kRequests)});
     unsetenv("ZYNCAM_HOST_PROPERTIES");
     ASSERT_EQ(status, 0) << "-1 means it hung";
-    const std::regex headline("\\[UKey: 7\\]\\[ReqNum: (\\d+)\\]");
-    std::vector<Lines> records(kRequests);
+    std::map<int, Lines> records;  // by request; -1 for lines before any headline
     int request = -1;
     for (const std::string& name : listFiles(dir.file("logs"))) {
         for (const std::string& line : readLines(dir.file("logs/" + name))) {
-            std::smatch match;
-            if (std::regex_match(line, match, headline)) {
-                request = std::stoi(match[1]);
-                ASSERT_LT(request, kRequests) << line;
-            } else {
-                ASSERT_GE(request, 0) << name << ": " << line;
+            // A line that only starts like a headline lands among the records.
+            if (sscanf(line.c_str(), "[UKey: 7][ReqNum: %d]", &request) != 1 ||
+                line != nddText(7, request)) {
                 records[request].push_back(line);
             }
         }
     }
+    EXPECT_EQ(records.size(), static_cast<size_t>(kRequests)) << "lines of unknown requests";
     for (int r = 0; r < kRequests; ++r) {
         EXPECT_EQ(records[r],
                   (Lines{decisionLine("before exit"), decisionLine("still before exit")}))
@@ -431,13 +387,8 @@ TEST(ProcessFaults, DlcloseAfterAStartAndStopLeavesTheLibraryUsableAgain) {
     TempDir dir;
     EXPECT_EQ(runProgram({FAULTS_HOST, FAULTS_CLIENT_MODULE, "dlclose", dir.path()}), 0)
         << "-1 means it hung";
-    for (int request : {1, 2}) {
-        EXPECT_EQ(linesOfOnly(dir.path(), captureName(5, request)),
-                  captureLines(5, request, "before unload"));
-    }
+    for (int request : {1, 2}) EXPECT_CAPTURE(dir.path(), 5, request, "before unload");
 }
 
 }  // namespace
-}  // namespace scenariorecorder
-}  // namespace TuningUtils
-}  // namespace NSCam
+}  // namespace NSCam::TuningUtils::scenariorecorder

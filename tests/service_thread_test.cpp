@@ -1,32 +1,23 @@
-// Through the service thread to real files in a temporary folder: a capture
-// request's file, the stop, writers without files, the free pool, a record
-// still being copied into a retired buffer, and priorities. Many threads,
-// preview sessions, full buffers and expiry are the stress test's part.
+// Through the service thread to real files. Many threads, preview sessions,
+// full buffers and expiry are the stress test's part.
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <regex>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "ScenarioRecorder.h"
 #include "support/LogCapture.h"
 #include "support/RecorderFiles.h"
 #include "support/RecorderPeer.h"
 #include "support/Records.h"
 
-namespace NSCam {
-namespace TuningUtils {
-namespace scenariorecorder {
+namespace NSCam::TuningUtils::scenariorecorder {
 namespace {
 
-using testsupport::decisionLine;
-using testsupport::decisionParam;
-using testsupport::readLines;
-using testsupport::resultLine;
-using testsupport::resultParam;
-using testsupport::waitFor;
+using namespace testsupport;
 using Lines = std::vector<std::string>;
 
 class ServiceThread : public ::testing::Test {
@@ -35,33 +26,39 @@ class ServiceThread : public ::testing::Test {
         mRecorder.init();
     }
 
-    Lines captureFiles() { return testsupport::logFiles(mDir.path(), "capture"); }
-
     // Set up before the thread starts: the logger's settings are not to
     // change while another thread logs.
-    testsupport::LogCapture mLogs;
-    testsupport::TempDir mDir;
-    testsupport::RecorderProperties mProperties;
+    LogCapture mLogs;
+    TempDir mDir;
+    RecorderProperties mProperties;
     ScenarioRecorder mRecorder;
 };
 
-TEST_F(ServiceThread, CaptureRequestGetsItsOwnNamedFileWithHeadlineAndRecords) {
+// The last record's room is reserved before the request is handed off and
+// its copy published after: the buffer is written only then, and whole.
+TEST_F(ServiceThread, CaptureRequestGetsItsOwnNamedFileOnceItsLastRecordIsPublished) {
     mRecorder.submitExecutionRecord(resultParam(17, true), "A");  // before the NDD report
     mRecorder.recordNddInfo(1234, 17, 3, true);
     mRecorder.submitDecisionRecord(decisionParam(17), "first");
     mRecorder.submitExecutionRecord(resultParam(17, true), "B");
-    mRecorder.submitExecutionRecord(resultParam(17), "plain");
+    Peer::Buffer* buffer = Peer::reserve(mRecorder, 17, "published late");
+    ASSERT_NE(buffer, nullptr);
     mRecorder.printLog(17);
+    // No condition tells that the thread saw it; one that did not wait shows it.
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_NE(Peer::requestWriter(mRecorder, 17), nullptr) << "written while being copied";
+    Peer::publish(mRecorder, buffer);
     ASSERT_TRUE(waitFor([&] { return Peer::requestWriter(mRecorder, 17) == nullptr; }))
         << "the request's writer is dropped after its last buffer";
 
-    ASSERT_EQ(captureFiles().size(), 1u);
-    const std::string name = captureFiles()[0].substr(mDir.path().size() + 1);
-    EXPECT_EQ(name.rfind("000001234_0017_0003_capture__", 0), 0u) << name;
-    EXPECT_EQ(name.substr(name.size() - 17), "_TuningLog_01.txt") << name;
-    EXPECT_EQ(readLines(captureFiles()[0]),
+    const Lines files = logFiles(mDir.path(), "capture");
+    ASSERT_EQ(files.size(), 1u);
+    const std::regex name(
+        ".*/000001234_0017_0003_capture__\\d{4}_\\d{4}_\\d{6}_TuningLog_01\\.txt");
+    EXPECT_TRUE(std::regex_match(files[0], name)) << files[0];
+    EXPECT_EQ(readLines(files[0]),
               (Lines{"[UKey: 1234][ReqNum: 17], A, B", resultLine("A"), decisionLine("first"),
-                     resultLine("B"), resultLine("plain")}));
+                     resultLine("B"), "published late"}));
 }
 
 TEST_F(ServiceThread, UnInitWritesRetiredBuffersAndDiscardsTheRest) {
@@ -73,10 +70,9 @@ TEST_F(ServiceThread, UnInitWritesRetiredBuffersAndDiscardsTheRest) {
     }
     mRecorder.submitDecisionRecord(decisionParam(33), "never retired");
     mRecorder.unInit();
-    // The default writer stays open after unInit: what is in its file was
-    // flushed when the queue ran dry. Requests without an NDD report have an
-    // empty headline.
-    const Lines files = testsupport::logFiles(mDir.path(), "preview");
+    // The default writer stays open: its file was flushed when the queue ran
+    // dry. Requests without an NDD report have an empty headline.
+    const Lines files = logFiles(mDir.path(), "preview");
     ASSERT_EQ(files.size(), 1u);
     EXPECT_EQ(readLines(files[0]),
               (Lines{"[UKey: 7][ReqNum: 30]", decisionLine("retired 30"), "",
@@ -93,7 +89,7 @@ TEST_F(ServiceThread, WriterWithoutAFileReportsAndKeepsTheHeadlineItems) {
     EXPECT_EQ(mLogs.unifiedLinesContaining("Unable to open file"),
               Lines{"[serviceThreadEntry] Unable to open file. Please disable SELinux and restart "
                     "lumenhostd. !!!"});
-    EXPECT_TRUE(testsupport::listFiles(mDir.path()).empty());
+    EXPECT_TRUE(listFiles(mDir.path()).empty());
     EXPECT_EQ(Peer::headlineItems(mRecorder, 40), Lines{", kept"});
 }
 
@@ -111,49 +107,31 @@ TEST_F(ServiceThread, FreePoolKeepsThreeBuffersAndReusesTheLastReturned) {
     EXPECT_EQ(Peer::freeBuffers(mRecorder).size(), 2u);
 }
 
-// A record whose room was reserved before its buffer was retired is written
-// whole once its writer publishes, however late.
-TEST_F(ServiceThread, BufferIsWalkedOnlyAfterItsLastWriterPublished) {
-    mRecorder.recordNddInfo(9, 70, 0, true);
-    Peer::Buffer* buffer = Peer::reserve(mRecorder, 70, "published late");
-    ASSERT_NE(buffer, nullptr);
-    mRecorder.printLog(70);
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    EXPECT_NE(Peer::requestWriter(mRecorder, 70), nullptr) << "not written while copying";
-    Peer::publish(mRecorder, buffer);
-    ASSERT_TRUE(waitFor([&] { return Peer::requestWriter(mRecorder, 70) == nullptr; }));
-    EXPECT_EQ(readLines(captureFiles().at(0)), (Lines{"[UKey: 9][ReqNum: 70]", "published late"}));
-}
-
 class ServiceThreadPriority : public ServiceThread {
   protected:
-    // Each idle pass lowers the level by one; a long interval between passes
-    // lets the watcher see every step even on a loaded machine.
+    // Idle passes lower the level one by one, a second apart: every step is seen.
     ServiceThreadPriority() : ServiceThread(1000) {}
+};
 
-    void SetUp() override {
-        if (geteuid() != 0) GTEST_SKIP() << "lowering a nice value needs privileges";
-        ASSERT_TRUE(waitFor([&] { return (mThread = testsupport::findServiceThread()) > 0; }));
-        ASSERT_TRUE(waitFor([&] { return nice() == 19; }));
-    }
-
-    int nice() const { return getpriority(PRIO_PROCESS, static_cast<id_t>(mThread)); }
-
-    // Retires a buffer of `requestNum`, with its one record published or
-    // still being copied, so that the service thread stops in front of it.
-    Peer::Buffer* retire(int requestNum, bool published) {
+TEST_F(ServiceThreadPriority, QueueLengthRaisesThePriorityAndIdlePassesStepItBackDown) {
+    if (geteuid() != 0) GTEST_SKIP() << "lowering a nice value needs privileges";
+    pid_t thread = -1;
+    ASSERT_TRUE(waitFor([&] { return (thread = findServiceThread()) > 0; }));
+    const auto nice = [&] { return getpriority(PRIO_PROCESS, static_cast<id_t>(thread)); };
+    ASSERT_TRUE(waitFor([&] { return nice() == 19; }));
+    // Retires a buffer whose one record is published or not: the thread stops
+    // in front of it until it is.
+    const auto retire = [&](int requestNum, bool published) {
         Peer::Buffer* buffer = Peer::reserve(mRecorder, requestNum, "queued");
         if (published) Peer::publish(mRecorder, buffer);
         mRecorder.printLog(requestNum);
         return buffer;
-    }
-
-    // Holds the thread in front of two unpublished buffers with `behind` more
-    // queued after them, then lets the first go: the thread takes the second
-    // with `behind` + 1 queued and must reach `raised`. Returns the nice
-    // values seen from then on, each change once, until the thread is idle
-    // at 19 again after the second is let go as well.
-    std::vector<int> stepsAfterQueueing(int firstRequest, int behind, int raised) {
+    };
+    // Holds the thread in front of two unpublished buffers and `behind` more,
+    // lets the first go so that the thread takes the second with `behind` + 1
+    // queued and must reach `raised`, then the second: returns each nice value
+    // seen from then until the thread is idle at 19 again.
+    const auto stepsAfterQueueing = [&](int firstRequest, int behind, int raised) {
         Peer::Buffer* first = retire(firstRequest, false);
         Peer::Buffer* second = retire(firstRequest + 1, false);
         for (int i = 0; i < behind; ++i) retire(firstRequest + 2 + i, true);
@@ -167,12 +145,8 @@ class ServiceThreadPriority : public ServiceThread {
             return now == 19;
         });
         return seen;
-    }
+    };
 
-    pid_t mThread = -1;
-};
-
-TEST_F(ServiceThreadPriority, QueueLengthRaisesThePriorityAndIdlePassesStepItBackDown) {
     retire(50, true);
     ASSERT_TRUE(waitFor([&] { return Peer::pendingCount(mRecorder) == 0; }));
     EXPECT_EQ(nice(), 19) << "a queue of one changes nothing";
@@ -181,6 +155,4 @@ TEST_F(ServiceThreadPriority, QueueLengthRaisesThePriorityAndIdlePassesStepItBac
 }
 
 }  // namespace
-}  // namespace scenariorecorder
-}  // namespace TuningUtils
-}  // namespace NSCam
+}  // namespace NSCam::TuningUtils::scenariorecorder

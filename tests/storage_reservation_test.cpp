@@ -1,6 +1,5 @@
-// FileWriter::reserveSpace on a real, small file system: a size-limited tmpfs
-// mounted in a private user and mount namespace, filled so that its free
-// space sits exactly where each case needs it.
+// FileWriter::reserveSpace on a size-limited tmpfs in a private user and mount
+// namespace, filled so that its free space sits exactly where a case needs it.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -17,11 +16,11 @@
 #include "support/TempDir.h"
 
 using NSCam::TuningUtils::scenariorecorder::FileWriter;
-using testsupport::CapturedLine;
-using testsupport::listFiles;
-using testsupport::TempDir;
+using namespace testsupport;
 
 namespace {
+
+using Lines = std::vector<std::string>;
 
 constexpr long long kMiB = 1 << 20;
 constexpr long long kThreshold = 280 * kMiB;
@@ -36,67 +35,55 @@ bool makeFile(const std::string& path, long long bytes, time_t mtime) {
     return filled && utimensat(AT_FDCWD, path.c_str(), times, 0) == 0;
 }
 
-long long freeBytes(const std::string& folder) {
-    struct statvfs info;
-    if (statvfs(folder.c_str(), &info) != 0) return -1;
-    return static_cast<long long>(info.f_bsize) * static_cast<long long>(info.f_bfree);
-}
-
 // Fills sub/filler, which reserveSpace must never touch, until exactly
 // `wanted` bytes are free.
 bool leaveFree(const std::string& folder, long long wanted) {
-    const long long excess = freeBytes(folder) - wanted;
-    return excess >= 0 && makeFile(folder + "/sub/filler", excess, 0) &&
-           freeBytes(folder) == wanted;
+    const auto freeBytes = [&folder] {
+        struct statvfs info;
+        if (statvfs(folder.c_str(), &info) != 0) return -1LL;
+        return static_cast<long long>(info.f_bsize) * static_cast<long long>(info.f_bfree);
+    };
+    const long long excess = freeBytes() - wanted;
+    return excess >= 0 && makeFile(folder + "/sub/filler", excess, 0) && freeBytes() == wanted;
 }
 
 struct Outcome {
     int status = -1;
-    std::vector<std::string> log;   // Android-log lines, "<folder>" for the tmpfs
-    std::vector<std::string> left;  // regular files afterwards, sub/ included
+    Lines log;   // Android-log lines, "<folder>" for the tmpfs
+    Lines left;  // regular files afterwards, sub/ included
 };
 
-std::string relative(const std::string& text, const std::string& folder) {
-    std::string result = text;
-    for (size_t at; (at = result.find(folder)) != std::string::npos;) {
-        result.replace(at, folder.size(), "<folder>");
-    }
-    return result;
-}
-
-// Mounts a tmpfs of `bytes`, lets `setup` fill it, runs reserveSpace on the
-// folder that `setup` returns, and reports what was logged and what is left.
+// Mounts a tmpfs of `bytes`, lets `setup` fill it, runs reserveSpace on it
+// and reports what was logged and what is left.
 Outcome reserveOnTmpfs(long long bytes, bool quiet,
-                       const std::function<std::string(const std::string&)>& setup) {
+                       const std::function<bool(const std::string&)>& setup) {
     TempDir dir;
-    const std::string mountPoint = dir.file("fs");
-    mkdir(mountPoint.c_str(), 0755);
+    const std::string folder = dir.file("fs");
+    mkdir(folder.c_str(), 0755);
     Outcome outcome;
-    outcome.status = testsupport::runInSandbox([&]() -> int {
-        if (!testsupport::mountTmpfs(mountPoint, bytes)) return testsupport::kSandboxUnavailable;
-        if (mkdir((mountPoint + "/sub").c_str(), 0755) != 0) return 1;
-        const std::string folder = setup(mountPoint);
-        if (folder.empty()) return 2;
+    outcome.status = runInSandbox([&]() -> int {
+        if (!mountTmpfs(folder, bytes)) return kSandboxUnavailable;
+        if (mkdir((folder + "/sub").c_str(), 0755) != 0 || !setup(folder)) return 1;
         std::string report;
         {
-            testsupport::LogCapture capture;
+            LogCapture capture;
             FileWriter writer(1, 2, 3);
             writer.mFolder = folder;
             writer.reserveSpace(quiet);
             for (const CapturedLine& line : capture.lines()) {
-                if (line.sink == CapturedLine::Sink::kAndroid) {
-                    report += "log " + relative(line.text, mountPoint) + "\n";
-                }
+                if (line.sink == CapturedLine::Sink::kAndroid) report += "log " + line.text + "\n";
             }
         }
-        for (const std::string& name : listFiles(mountPoint)) report += "left " + name + "\n";
-        for (const std::string& name : listFiles(mountPoint + "/sub")) {
+        for (const std::string& name : listFiles(folder)) report += "left " + name + "\n";
+        for (const std::string& name : listFiles(folder + "/sub"))
             report += "left sub/" + name + "\n";
-        }
-        testsupport::writeFile(dir.file("report"), report);
+        writeFile(dir.file("report"), report);
         return 0;
     });
-    for (const std::string& line : testsupport::readLines(dir.file("report"))) {
+    for (std::string line : readLines(dir.file("report"))) {
+        if (const size_t at = line.find(folder); at != std::string::npos) {
+            line.replace(at, folder.size(), "<folder>");
+        }
         (line.rfind("log ", 0) == 0 ? outcome.log : outcome.left)
             .push_back(line.substr(line.find(' ') + 1));
     }
@@ -104,7 +91,7 @@ Outcome reserveOnTmpfs(long long bytes, bool quiet,
 }
 
 #define SKIP_WITHOUT_SANDBOX(outcome)                                             \
-    if ((outcome).status == testsupport::kSandboxUnavailable)                     \
+    if ((outcome).status == kSandboxUnavailable)                                  \
         GTEST_SKIP() << "user namespaces or tmpfs mounts are not permitted here"; \
     ASSERT_EQ((outcome).status, 0)
 
@@ -116,56 +103,41 @@ std::string unlinked(const std::string& name) {
 // there: the oldest file stays, uncounted, and the next oldest go.
 TEST(StorageReservation, RemovesOldestFilesFirstUntilMoreThan280MiBAreFreePassingOverStuckOnes) {
     const Outcome outcome = reserveOnTmpfs(450 * kMiB, false, [](const std::string& folder) {
-        const bool ok =
-            makeFile(folder + "/sub/source", 50 * kMiB, 50) && makeFile(folder + "/stuck", 0, 50) &&
-            mount((folder + "/sub/source").c_str(), (folder + "/stuck").c_str(), "none", MS_BIND,
-                  nullptr) == 0 &&
-            makeFile(folder + "/tuning.txt", 50 * kMiB, 300) &&
-            makeFile(folder + "/notes", 50 * kMiB, 100) &&
-            makeFile(folder + "/dump.bin", 50 * kMiB, 200) && leaveFree(folder, 200 * kMiB);
-        return ok ? folder : "";
+        return makeFile(folder + "/sub/source", 50 * kMiB, 50) &&
+               makeFile(folder + "/stuck", 0, 50) &&
+               mount((folder + "/sub/source").c_str(), (folder + "/stuck").c_str(), "none", MS_BIND,
+                     nullptr) == 0 &&
+               makeFile(folder + "/tuning.txt", 50 * kMiB, 300) &&
+               makeFile(folder + "/notes", 50 * kMiB, 100) &&
+               makeFile(folder + "/dump.bin", 50 * kMiB, 200) && leaveFree(folder, 200 * kMiB);
     });
     SKIP_WITHOUT_SANDBOX(outcome);
-    EXPECT_EQ(outcome.log, (std::vector<std::string>{unlinked("notes"), unlinked("dump.bin")}));
-    EXPECT_EQ(outcome.left,
-              (std::vector<std::string>{"stuck", "tuning.txt", "sub/filler", "sub/source"}));
+    EXPECT_EQ(outcome.log, (Lines{unlinked("notes"), unlinked("dump.bin")}));
+    EXPECT_EQ(outcome.left, (Lines{"stuck", "tuning.txt", "sub/filler", "sub/source"}));
 }
 
-TEST(StorageReservation, ListsOnlyAtOrBelow280MiBFree) {
-    auto twoSmallFiles = [](long long free) {
-        return [free](const std::string& folder) {
-            const bool ok = makeFile(folder + "/old", kMiB, 100) &&
-                            makeFile(folder + "/new", kMiB, 200) && leaveFree(folder, free);
-            return ok ? folder : "";
-        };
+// tmpfs counts whole pages: one page more than 280 MiB is the next free
+// space above it.
+TEST(StorageReservation, RemovesOnlyAtOrBelow280MiBFreeAndAllWhenSpaceStaysShortQuietlyIfAsked) {
+    struct Case {
+        long long free;
+        bool quiet;
+        Lines log, left;
     };
-    const Outcome atThreshold = reserveOnTmpfs(300 * kMiB, false, twoSmallFiles(kThreshold));
-    SKIP_WITHOUT_SANDBOX(atThreshold);
-    EXPECT_EQ(atThreshold.log, std::vector<std::string>{unlinked("old")});
-    EXPECT_EQ(atThreshold.left, (std::vector<std::string>{"new", "sub/filler"}));
-
-    // tmpfs counts whole pages: one page more is the next free space above.
-    const Outcome above = reserveOnTmpfs(300 * kMiB, false, twoSmallFiles(kThreshold + 4096));
-    ASSERT_EQ(above.status, 0);
-    EXPECT_TRUE(above.log.empty());
-    EXPECT_EQ(above.left, (std::vector<std::string>{"new", "old", "sub/filler"}));
-}
-
-TEST(StorageReservation, RemovesEveryFileWhenSpaceStaysShortAndQuietSilencesIt) {
-    auto smallFiles = [](const std::string& folder) {
-        const bool ok = makeFile(folder + "/a", kMiB, 20) && makeFile(folder + "/b", kMiB, 10) &&
-                        leaveFree(folder, 100 * kMiB);
-        return ok ? folder : "";
-    };
-    const Outcome loud = reserveOnTmpfs(300 * kMiB, false, smallFiles);
-    SKIP_WITHOUT_SANDBOX(loud);
-    EXPECT_EQ(loud.log, (std::vector<std::string>{unlinked("b"), unlinked("a")}));
-    EXPECT_EQ(loud.left, std::vector<std::string>{"sub/filler"});
-
-    const Outcome quiet = reserveOnTmpfs(300 * kMiB, true, smallFiles);
-    ASSERT_EQ(quiet.status, 0);
-    EXPECT_TRUE(quiet.log.empty());
-    EXPECT_EQ(quiet.left, std::vector<std::string>{"sub/filler"});
+    for (const Case& c :
+         {Case{kThreshold, false, {unlinked("old")}, {"new", "sub/filler"}},
+          Case{kThreshold + 4096, false, {}, {"new", "old", "sub/filler"}},
+          Case{100 * kMiB, false, {unlinked("old"), unlinked("new")}, {"sub/filler"}},
+          Case{100 * kMiB, true, {}, {"sub/filler"}}}) {
+        const Outcome outcome =
+            reserveOnTmpfs(300 * kMiB, c.quiet, [&c](const std::string& folder) {
+                return makeFile(folder + "/old", kMiB, 100) &&
+                       makeFile(folder + "/new", kMiB, 200) && leaveFree(folder, c.free);
+            });
+        SKIP_WITHOUT_SANDBOX(outcome);
+        EXPECT_EQ(outcome.log, c.log) << c.free << " free, quiet: " << c.quiet;
+        EXPECT_EQ(outcome.left, c.left) << c.free << " free, quiet: " << c.quiet;
+    }
 }
 
 }  // namespace
