@@ -97,11 +97,6 @@ struct Started {
     ScenarioRecorder recorder;
 };
 
-#define SKIP_WITHOUT_SANDBOX(status)                                                \
-    if ((status) == kSandboxUnavailable)                                            \
-        GTEST_SKIP() << "user namespaces, mounts or chroot are not permitted here"; \
-    ASSERT_EQ((status), 0)
-
 // The folder property names a path below a regular file, then a folder on a
 // read-only mount. The child runs chrooted into a temporary folder, so the
 // fall-backs under /data are made there and never on the host.

@@ -150,31 +150,4 @@ TEST(FileWriterRotation, RotatesOnlyPastTheLimitAndContinuesInTheNextFile) {
     EXPECT_EQ(stampOf(files[1], "02"), stampOf(files[0], "01"));
 }
 
-// The fall-back folder lies outside the test's folder, so the writer runs
-// chrooted into it; the messages of a failed open are the fault tests' part.
-TEST(FileWriterFallback, FilesLandInDataVendorUnderTheSameNameAndStayThere) {
-    TempDir dir;
-    const int result = runInSandbox([&dir]() -> int {
-        if (chroot(dir.path().c_str()) != 0 || chdir("/") != 0) return kSandboxUnavailable;
-        if (mkdir("/data", 0755) != 0 || mkdir("/data/vendor", 0755) != 0) return 1;
-        writeFile("/blocker", "not a folder");
-        auto writer = openWriter("/blocker/sub");
-        if (writer->mFd < 0) return 2;
-        writer->onWriteLog("first file");
-        writer->mFileBytes = FileWriter::kRotationSize;
-        writer->onWriteLog("crossing");
-        writer->onWriteLog("second file");
-        return writer->mFolder == "/data/vendor" ? 0 : 3;
-    });
-    if (result == kSandboxUnavailable)
-        GTEST_SKIP() << "user namespaces or chroot are not permitted";
-    ASSERT_EQ(result, 0);
-    const std::string vendor = dir.path() + "/data/vendor";
-    const Lines files = listFiles(vendor);
-    ASSERT_EQ(files.size(), 2u);
-    EXPECT_EQ(stampOf(files[1], "02"), stampOf(files[0], "01"));
-    EXPECT_EQ(readFile(vendor + "/" + files[0]), "first file\ncrossing\n");
-    EXPECT_EQ(readFile(vendor + "/" + files[1]), "-- CONTINUED --\nsecond file\n");
-}
-
 }  // namespace

@@ -17,21 +17,6 @@ namespace {
 constexpr uint64_t kData = ScenarioRecorder::kBufferDataSize;
 constexpr uint64_t kHeadlineBlock = ScenarioRecorder::kHeadlineBlockSize;
 
-TEST(LogBuffers, FirstRecordFollowsTheHeadlineBlockAndSizesRoundUpToEight) {
-    ScenarioRecorder recorder;
-    uint64_t used = kHeadlineBlock;
-    for (const auto& [size, rounded] : {std::pair<uint64_t, uint64_t>{1, 8}, {41, 48}, {48, 48}}) {
-        LogHeader* header = nullptr;
-        Peer::Buffer* buffer = nullptr;
-        ASSERT_TRUE(recorder.allocLogSpace(7, size, &header, &buffer));
-        EXPECT_EQ(reinterpret_cast<char*>(header), buffer->mData + used) << size;
-        EXPECT_EQ(header->size, rounded) << size;
-        used += rounded;
-        EXPECT_EQ(buffer->mRemaining, kData - used) << size;
-        Peer::publish(recorder, buffer);
-    }
-}
-
 TEST(LogBuffers, RecordThatExactlyFillsTheBufferStaysInItAndOneMoreRetiresIt) {
     ScenarioRecorder recorder;
     Peer::writeRecord(recorder, 3, "a");

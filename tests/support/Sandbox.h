@@ -82,6 +82,13 @@ inline int runInSandbox(const std::function<int()>& body) {
     return WEXITSTATUS(status);
 }
 
+// Skips the test when runInSandbox's `status` says the machine permits no
+// sandbox, and fails it for any other status but 0.
+#define SKIP_WITHOUT_SANDBOX(status)                                                \
+    if ((status) == ::testsupport::kSandboxUnavailable)                             \
+        GTEST_SKIP() << "user namespaces, mounts or chroot are not permitted here"; \
+    ASSERT_EQ((status), 0)
+
 // Inside the sandbox: a tmpfs of `bytes` at `path`.
 inline bool mountTmpfs(const std::string& path, unsigned long long bytes) {
     const std::string options = "size=" + std::to_string(bytes);
