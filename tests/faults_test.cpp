@@ -26,6 +26,7 @@
 
 #include "RecorderProperties.h"
 #include "ScenarioRecorder.h"
+#include "support/Emulator.h"
 #include "support/LogCapture.h"
 #include "support/RecorderFiles.h"
 #include "support/RecorderPeer.h"
@@ -376,12 +377,13 @@ TEST(ClockFaults, ForwardJumpExpiresBuffersOnePerIdlePassAndABackwardJumpNone) {
 
 // Runs a program; its exit status, 128 plus the signal that ended it, or -1
 // when it had to be killed after a minute.
-int runProgram(const Lines& args) {
+int runProgram(const Lines& program) {
+    const Lines args = testsupport::throughEmulator(program);
     std::vector<char*> argv;
     for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
     argv.push_back(nullptr);
     pid_t child = -1;
-    if (posix_spawn(&child, argv[0], nullptr, nullptr, argv.data(), environ) != 0) return -2;
+    if (posix_spawnp(&child, argv[0], nullptr, nullptr, argv.data(), environ) != 0) return -2;
     int status = 0;
     if (!waitFor([&] { return waitpid(child, &status, WNOHANG) == child; },
                  std::chrono::minutes(1))) {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "RecorderLog.h"
+#include "support/Emulator.h"
 #include "support/LogCapture.h"
 
 using NSCam::Utils::ULog::ULogger;
@@ -104,7 +105,7 @@ class CountingULogger : public ULogger {
 }
 
 TEST(LoggingDeathTest, FatalSendsToUnifiedLoggerFlushesAndAborts) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    GTEST_FLAG_SET(death_test_style, testsupport::deathTestStyle());
     EXPECT_DEATH(
         {
             static CountingULogger logger;

@@ -9,6 +9,7 @@
 
 #include <string>
 
+#include "support/Emulator.h"
 #include "support/TempDir.h"
 
 namespace {
@@ -45,8 +46,8 @@ TEST(HostProperties, SeedsFromTheFileNamedInTheEnvironment) {
                                std::string(PROPERTY_VALUE_MAX, 'x') + "\nvendor.test.empty=\n");
     char self[PATH_MAX] = {};
     ASSERT_GT(readlink("/proc/self/exe", self, sizeof(self) - 1), 0);
-    const std::string command =
-        std::string(kProbeVariable) + "=1 ZYNCAM_HOST_PROPERTIES='" + seed + "' '" + self + "'";
+    const std::string command = std::string(kProbeVariable) + "=1 ZYNCAM_HOST_PROPERTIES='" + seed +
+                                "' " + testsupport::kEmulator + " '" + self + "'";
     FILE* probe = popen(command.c_str(), "r");
     ASSERT_NE(probe, nullptr);
     std::string output;

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "ScenarioRecorder.h"
+#include "support/Emulator.h"
 #include "support/RecorderPeer.h"
 
 namespace NSCam {
@@ -57,7 +58,7 @@ TEST(LogBuffers, RecordThatExactlyFillsTheBufferStaysInItAndOneMoreRetiresIt) {
 }
 
 TEST(LogBuffersDeathTest, OversizedReservationIsFatal) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    GTEST_FLAG_SET(death_test_style, testsupport::deathTestStyle());
     ScenarioRecorder recorder;
     LogHeader* header = nullptr;
     Peer::Buffer* buffer = nullptr;

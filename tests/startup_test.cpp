@@ -9,6 +9,7 @@
 #include "RecorderProperties.h"
 #include "ScenarioRecorder.h"
 #include "ScenarioRecorderInitializer.h"
+#include "support/Emulator.h"
 #include "support/LogCapture.h"
 #include "support/RecorderFiles.h"
 #include "support/RecorderPeer.h"
@@ -25,7 +26,7 @@ using testsupport::waitFor;
 // The process-wide recorder reads its switch once, so each value is tried in
 // a child process of its own.
 TEST(StartupObjectDeathTest, OnlyValueOneStartsTheRecorderAndAnyNonZeroValueSwitchesItOn) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    GTEST_FLAG_SET(death_test_style, testsupport::deathTestStyle());
     for (const std::string value : {"1", "0", "", "2", "-1"}) {
         EXPECT_EXIT(
             {
