@@ -23,6 +23,12 @@ namespace {
 using testsupport::findServiceThread;
 using testsupport::waitFor;
 
+// A join returns once the thread's id is cleared, which the kernel (or an
+// emulator) does before the task leaves /proc/self/task.
+bool serviceThreadGone() {
+    return findServiceThread() == -1;
+}
+
 // The process-wide recorder reads its switch once, so each value is tried in
 // a child process of its own.
 TEST(StartupObjectDeathTest, OnlyValueOneStartsTheRecorderAndAnyNonZeroValueSwitchesItOn) {
@@ -62,7 +68,7 @@ TEST(InitAndUnInit, ASecondInitIsRefusedAndAnInitAfterUnInitStartsAgain) {
     EXPECT_EQ(findServiceThread(), first);
     recorder.unInit();
     EXPECT_FALSE(Peer::ready(recorder));
-    EXPECT_EQ(findServiceThread(), -1);
+    EXPECT_TRUE(waitFor(serviceThreadGone));
 
     recorder.init();
     recorder.submitDecisionRecord(testsupport::decisionParam(3), "accepted again");
@@ -78,7 +84,7 @@ TEST(InitAndUnInit, DestroyingARunningRecorderStopsItsThread) {
         recorder.init();
         ASSERT_TRUE(waitFor([] { return findServiceThread() > 0; }));
     }
-    EXPECT_EQ(findServiceThread(), -1);
+    EXPECT_TRUE(waitFor(serviceThreadGone));
 }
 
 }  // namespace
