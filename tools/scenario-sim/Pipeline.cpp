@@ -31,7 +31,10 @@ int firstUniqueKey() {
 }  // namespace
 
 Pipeline::Pipeline(const SimOptions& options, sr::IScenarioRecorder* recorder)
-    : mOptions(options), mRecorder(recorder), mRequestRng(kRngSeed) {
+    : mOptions(options),
+      mRecorder(recorder),
+      // A fixed seed on purpose: the same options give the same session.
+      mRequestRng(kRngSeed) {  // NOLINT(cert-msc32-c,cert-msc51-cpp)
     const size_t workers = static_cast<size_t>(options.mWorkerThreads);
     const size_t modules = workerModules().size();
     mModuleWorkers.resize(modules);
