@@ -20,13 +20,14 @@
 
 #include <algorithm>
 #include <chrono>
+#include <iterator>
 #include <regex>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "RecorderProperties.h"
 #include "ScenarioRecorder.h"
-#include "support/Emulator.h"
 #include "support/LogCapture.h"
 #include "support/RecorderFiles.h"
 #include "support/RecorderPeer.h"
@@ -378,7 +379,9 @@ TEST(ClockFaults, ForwardJumpExpiresBuffersOnePerIdlePassAndABackwardJumpNone) {
 // Runs a program; its exit status, 128 plus the signal that ended it, or -1
 // when it had to be killed after a minute.
 int runProgram(const Lines& program) {
-    const Lines args = testsupport::throughEmulator(program);
+    std::istringstream emulator(SCENARIO_RECORDER_TEST_EMULATOR);  // a cross build's, or none
+    Lines args{std::istream_iterator<std::string>(emulator), std::istream_iterator<std::string>()};
+    args.insert(args.end(), program.begin(), program.end());
     std::vector<char*> argv;
     for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
     argv.push_back(nullptr);

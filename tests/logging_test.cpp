@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "RecorderLog.h"
-#include "support/Emulator.h"
 #include "support/LogCapture.h"
 
 using NSCam::Utils::ULog::ULogger;
@@ -105,7 +104,6 @@ class CountingULogger : public ULogger {
 }
 
 TEST(LoggingDeathTest, FatalSendsToUnifiedLoggerFlushesAndAborts) {
-    GTEST_FLAG_SET(death_test_style, testsupport::deathTestStyle());
     EXPECT_DEATH(
         {
             static CountingULogger logger;

@@ -9,7 +9,6 @@
 
 #include <string>
 
-#include "support/Emulator.h"
 #include "support/TempDir.h"
 
 namespace {
@@ -47,7 +46,7 @@ TEST(HostProperties, SeedsFromTheFileNamedInTheEnvironment) {
     char self[PATH_MAX] = {};
     ASSERT_GT(readlink("/proc/self/exe", self, sizeof(self) - 1), 0);
     const std::string command = std::string(kProbeVariable) + "=1 ZYNCAM_HOST_PROPERTIES='" + seed +
-                                "' " + testsupport::kEmulator + " '" + self + "'";
+                                "' " SCENARIO_RECORDER_TEST_EMULATOR " '" + self + "'";
     FILE* probe = popen(command.c_str(), "r");
     ASSERT_NE(probe, nullptr);
     std::string output;

@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "ScenarioRecorder.h"
-#include "support/Emulator.h"
 #include "support/RecorderPeer.h"
 
 namespace NSCam {
@@ -58,7 +57,6 @@ TEST(LogBuffers, RecordThatExactlyFillsTheBufferStaysInItAndOneMoreRetiresIt) {
 }
 
 TEST(LogBuffersDeathTest, OversizedReservationIsFatal) {
-    GTEST_FLAG_SET(death_test_style, testsupport::deathTestStyle());
     ScenarioRecorder recorder;
     LogHeader* header = nullptr;
     Peer::Buffer* buffer = nullptr;

@@ -9,7 +9,6 @@
 #include "RecorderProperties.h"
 #include "ScenarioRecorder.h"
 #include "ScenarioRecorderInitializer.h"
-#include "support/Emulator.h"
 #include "support/LogCapture.h"
 #include "support/RecorderFiles.h"
 #include "support/RecorderPeer.h"
@@ -23,16 +22,9 @@ namespace {
 using testsupport::findServiceThread;
 using testsupport::waitFor;
 
-// A join returns once the thread's id is cleared, which the kernel (or an
-// emulator) does before the task leaves /proc/self/task.
-bool serviceThreadGone() {
-    return findServiceThread() == -1;
-}
-
 // The process-wide recorder reads its switch once, so each value is tried in
 // a child process of its own.
 TEST(StartupObjectDeathTest, OnlyValueOneStartsTheRecorderAndAnyNonZeroValueSwitchesItOn) {
-    GTEST_FLAG_SET(death_test_style, testsupport::deathTestStyle());
     for (const std::string value : {"1", "0", "", "2", "-1"}) {
         EXPECT_EXIT(
             {
@@ -68,7 +60,8 @@ TEST(InitAndUnInit, ASecondInitIsRefusedAndAnInitAfterUnInitStartsAgain) {
     EXPECT_EQ(findServiceThread(), first);
     recorder.unInit();
     EXPECT_FALSE(Peer::ready(recorder));
-    EXPECT_TRUE(waitFor(serviceThreadGone));
+    // The join returns when the thread's id is cleared; the task is listed a little longer.
+    EXPECT_TRUE(waitFor([] { return findServiceThread() == -1; }));
 
     recorder.init();
     recorder.submitDecisionRecord(testsupport::decisionParam(3), "accepted again");
@@ -84,7 +77,7 @@ TEST(InitAndUnInit, DestroyingARunningRecorderStopsItsThread) {
         recorder.init();
         ASSERT_TRUE(waitFor([] { return findServiceThread() > 0; }));
     }
-    EXPECT_TRUE(waitFor(serviceThreadGone));
+    EXPECT_TRUE(waitFor([] { return findServiceThread() == -1; }));
 }
 
 }  // namespace
