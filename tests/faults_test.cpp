@@ -16,7 +16,9 @@
 
 #include <algorithm>
 #include <chrono>
+#include <iterator>
 #include <map>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -326,12 +328,15 @@ TEST(ClockFaults, ForwardJumpExpiresBuffersOnePerIdlePassAndABackwardJumpNone) {
 
 // Runs a program; its exit status, 128 plus the signal that ended it, or -1
 // when it had to be killed after a minute.
-int runProgram(const Lines& args) {
+int runProgram(const Lines& program) {
+    std::istringstream emulator(SCENARIO_RECORDER_TEST_EMULATOR);  // a cross build's, or none
+    Lines args{std::istream_iterator<std::string>(emulator), std::istream_iterator<std::string>()};
+    args.insert(args.end(), program.begin(), program.end());
     std::vector<char*> argv;
     for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
     argv.push_back(nullptr);
     pid_t child = -1;
-    if (posix_spawn(&child, argv[0], nullptr, nullptr, argv.data(), environ) != 0) return -2;
+    if (posix_spawnp(&child, argv[0], nullptr, nullptr, argv.data(), environ) != 0) return -2;
     int status = 0;
     if (!waitFor([&] { return waitpid(child, &status, WNOHANG) == child; },
                  std::chrono::minutes(1))) {

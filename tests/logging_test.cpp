@@ -102,7 +102,6 @@ class CountingULogger : public ULogger {
 }
 
 TEST(LoggingDeathTest, FatalSendsToUnifiedLoggerFlushesAndAborts) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_DEATH(
         {
             static CountingULogger logger;

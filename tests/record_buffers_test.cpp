@@ -40,7 +40,6 @@ TEST(LogBuffers, RecordThatExactlyFillsTheBufferStaysInItAndOneMoreRetiresIt) {
 }
 
 TEST(LogBuffersDeathTest, OversizedReservationIsFatal) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
     ScenarioRecorder recorder;
     LogHeader* header = nullptr;
     Peer::Buffer* buffer = nullptr;

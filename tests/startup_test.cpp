@@ -94,7 +94,6 @@ using testsupport::waitFor;
 // The process-wide recorder reads its switch once, so each value is tried in
 // a child process of its own.
 TEST(StartupObjectDeathTest, OnlyValueOneStartsTheRecorderAndAnyNonZeroValueSwitchesItOn) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
     for (const std::string value : {"1", "0", "", "2", "-1"}) {
         EXPECT_EXIT(
             {

@@ -39,7 +39,8 @@ class PropertyStore {
 
     // Runs once, inside the constructor, before the store is shared.
     void seedFromFile() {
-        const char* path = getenv(kSeedFileVariable);
+        // Read once, at first use; the process does not set it meanwhile.
+        const char* path = getenv(kSeedFileVariable);  // NOLINT(concurrency-mt-unsafe)
         if (path == nullptr || *path == '\0') return;
         std::ifstream file(path);
         std::string line;

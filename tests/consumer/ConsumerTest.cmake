@@ -21,5 +21,7 @@ add_test(NAME consumer_package
     -DGENERATOR=${CMAKE_GENERATOR}
     -DBUILD_TYPE=${CMAKE_BUILD_TYPE}
     "-DSANITIZE_FLAGS=${_consumer_sanitize_flags}"
+    "-DTOOLCHAIN_FILE=${CMAKE_TOOLCHAIN_FILE}"
+    "-DEMULATOR=${SCENARIO_RECORDER_TEST_EMULATOR}"
     -P ${CMAKE_CURRENT_LIST_DIR}/RunConsumerTest.cmake)
 set_tests_properties(consumer_package PROPERTIES TIMEOUT 300)

@@ -53,7 +53,7 @@ void appendEscaped(std::string& out, unsigned char c) {
             break;
     }
     char code[8];
-    std::snprintf(code, sizeof(code), "\\u%04x", static_cast<unsigned>(c));
+    (void)std::snprintf(code, sizeof(code), "\\u%04x", static_cast<unsigned>(c));  // always fits
     out += code;
 }
 

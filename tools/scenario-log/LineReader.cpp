@@ -2,17 +2,18 @@
 
 #include <cerrno>
 #include <cstring>
+#include <system_error>
 
 namespace scenariolog {
 namespace {
 
-constexpr std::size_t kChunkBytes = 256 * 1024;
+constexpr std::size_t kChunkBytes = std::size_t{256} * 1024;
 
 }  // namespace
 
 LineReader::LineReader(const std::string& path)
     : mFile(std::fopen(path.c_str(), "rb")), mChunk(kChunkBytes) {
-    if (!mFile) mOpenError = std::strerror(errno);
+    if (!mFile) mOpenError = std::generic_category().message(errno);
     mLine.reserve(kMaxLineBytes);
 }
 
@@ -20,7 +21,8 @@ bool LineReader::refill() {
     if (!mFile || !mReadError.empty()) return false;
     mChunkPos = 0;
     mChunkEnd = std::fread(mChunk.data(), 1, mChunk.size(), mFile.get());
-    if (mChunkEnd == 0 && std::ferror(mFile.get()) != 0) mReadError = std::strerror(errno);
+    if (mChunkEnd == 0 && std::ferror(mFile.get()) != 0)
+        mReadError = std::generic_category().message(errno);
     return mChunkEnd > 0;
 }
 

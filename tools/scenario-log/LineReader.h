@@ -21,7 +21,7 @@ class LineReader {
   public:
     // Lines longer than this are not kept whole; the longest line the
     // recorder writes has 1,023 characters.
-    static constexpr std::size_t kMaxLineBytes = 64 * 1024;
+    static constexpr std::size_t kMaxLineBytes = std::size_t{64} * 1024;
 
     explicit LineReader(const std::string& path);
 
@@ -35,7 +35,8 @@ class LineReader {
 
   private:
     struct FileCloser {
-        void operator()(std::FILE* file) const { std::fclose(file); }
+        // Opened for reading only: closing it can lose nothing.
+        void operator()(std::FILE* file) const { (void)std::fclose(file); }
     };
 
     bool nextInChunk(Line& line);

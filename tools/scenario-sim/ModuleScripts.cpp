@@ -43,7 +43,7 @@ std::string format(const char* pattern, ...) {
     char text[256];
     va_list args;
     va_start(args, pattern);
-    vsnprintf(text, sizeof(text), pattern, args);
+    (void)vsnprintf(text, sizeof(text), pattern, args);  // a cut text is still a record text
     va_end(args);
     return text;
 }

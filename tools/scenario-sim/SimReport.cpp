@@ -18,7 +18,7 @@ int64_t nearestRank(const std::vector<int64_t>& sorted, double fraction) {
 
 std::string microseconds(int64_t ns) {
     char text[32];
-    snprintf(text, sizeof(text), "%.1f us", static_cast<double>(ns) / 1000.0);
+    (void)snprintf(text, sizeof(text), "%.1f us", static_cast<double>(ns) / 1000.0);  // always fits
     return text;
 }
 
@@ -30,7 +30,7 @@ std::string jsonString(const std::string& text) {
             json += c;
         } else if (static_cast<unsigned char>(c) < 0x20) {
             char escaped[8];
-            snprintf(escaped, sizeof(escaped), "\\u%04x", static_cast<unsigned>(c));
+            (void)snprintf(escaped, sizeof(escaped), "\\u%04x", static_cast<unsigned>(c));  // fits
             json += escaped;
         } else {
             json += c;

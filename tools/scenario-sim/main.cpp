@@ -47,11 +47,11 @@ bool switchRecorderOn(const SimOptions& options) {
 void printProgress(const PipelineProgress& progress, double seconds) {
     printf("\r%6.1f s  requests %llu (preview %llu, capture %llu)  records %llu  in flight %d   ",
            seconds,
-           static_cast<unsigned long long>(progress.mPreviewRequests + progress.mCaptureRequests),
+           static_cast<unsigned long long>(progress.mPreviewRequests) + progress.mCaptureRequests,
            static_cast<unsigned long long>(progress.mPreviewRequests),
            static_cast<unsigned long long>(progress.mCaptureRequests),
            static_cast<unsigned long long>(progress.mRecords), progress.mInFlight);
-    fflush(stdout);
+    (void)fflush(stdout);  // a progress line that does not show is no error
 }
 
 void showProgressUntilDone(const Pipeline& pipeline, bool show) {

@@ -89,11 +89,8 @@ void appendOptionalNumbers(LineWriter& writer, int sensorId, int frameNum, int m
 }  // namespace
 
 RecordText toRecordText(const std::string& text) {
-    const void* nul = memchr(text.data(), '\0', text.size());
-    const size_t length = nul != nullptr
-                              ? static_cast<size_t>(static_cast<const char*>(nul) - text.data())
-                              : text.size();
-    return {text.data(), length};
+    // The text ends at its first NUL: an embedded one, or the string's own.
+    return {text.data(), strlen(text.c_str())};
 }
 
 // The two line formats spell out their common head on purpose: folding it

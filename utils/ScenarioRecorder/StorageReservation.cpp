@@ -62,7 +62,8 @@ void addIfRegularFile(const char* path, FileList* files) {
 // entry's path can't be formatted; what was found so far stays in `files`.
 ListResult listRegularFiles(DIR* dir, const std::string& folder, FileList* files) {
     char path[FileWriter::kPathSize];
-    while (const dirent* entry = readdir(dir)) {
+    // readdir is unsafe only on a stream shared between threads; this one is the caller's own.
+    while (const dirent* entry = readdir(dir)) {  // NOLINT(concurrency-mt-unsafe)
         if (!formatPath(path, "%s/%s", folder.c_str(), entry->d_name)) {
             return ListResult::kPathTooLong;
         }

@@ -3,7 +3,12 @@
 # that the simulator submitted: the totals, each capture request's own series,
 # and a preview series for every preview request.
 #
-# cmake -DSIM=... -DREADER=... -DWORK_DIR=... -P CheckWithReader.cmake
+# cmake -DSIM=... -DREADER=... -DWORK_DIR=... [-DEMULATOR=...] -P CheckWithReader.cmake
+#
+# EMULATOR: the words that run a cross build's programs here, if any.
+separate_arguments(emulator UNIX_COMMAND "${EMULATOR}")
+set(SIM ${emulator} ${SIM})
+set(READER ${emulator} ${READER})
 
 # Fails the test with `message` unless the if() condition `condition` holds.
 function(expect condition message)
