@@ -11,7 +11,6 @@
 
 #include "Json.h"
 #include "LineReader.h"
-#include "LogFileName.h"
 #include "support/ReaderRun.h"
 #include "support/TempDir.h"
 
@@ -63,37 +62,7 @@ void writeTwoSeries(const TempDir& dir) {
               "[SensorId: 0][ModuleName: P2Capture][Stage_MDP][Result: TOP_CONTROL] done\n");
 }
 
-// Kind, unique key, request, tag and index of a file name, or "foreign".
-std::string describeName(const std::string& name) {
-    const auto parsed = parseLogFileName(name);
-    if (!parsed) return "foreign";
-    return std::string(seriesKindName(parsed->kind)) + " " + std::to_string(parsed->uniqueKey) +
-           " " + std::to_string(parsed->requestNum) + " " +
-           (parsed->tagNumber ? std::to_string(*parsed->tagNumber) : "?") + " #" +
-           std::to_string(parsed->index);
-}
-
 }  // namespace
-
-// The writer keeps at most 29 characters of a prefix; the unique key and the
-// request survive any cut, and a cut word still tells the kind when it can.
-TEST(ScenarioLogFileName, ReadsFullAndCutPrefixesAndRejectsForeignNames) {
-    for (const auto& [name, expected] : std::vector<std::pair<std::string, std::string>>{
-             {kOlderPreview + "100.txt", "preview -1 -1 -1 #100"},
-             {"1234567890_12345_0003_capture_2025_0102_030405_TuningLog_01.txt",
-              "capture 1234567890 12345 3 #1"},
-             {"-1234567890_-12345_-1234_prev_2025_0102_030405_TuningLog_02.txt",
-              "preview -1234567890 -12345 -1234 #2"},
-             {"-1234567890_-1234567890_-1234_2025_0102_030405_TuningLog_01.txt",
-              "unknown -1234567890 -1234567890 ? #1"},
-             {"000000042_0007_0003_capture__2025_0102_030406_TuningLog_1.txt", "foreign"},
-             {"000000042_0007_0003_video__2025_0102_030406_TuningLog_01.txt", "foreign"},
-             {"99999999999_0007_0003_capture__2025_0102_030406_TuningLog_01.txt", "foreign"},
-             // only a 29-character prefix can have been cut
-             {"000000042_0007_0003_capt_2025_0102_030406_TuningLog_01.txt", "foreign"}}) {
-        EXPECT_EQ(describeName(name), expected) << name;
-    }
-}
 
 TEST(ScenarioLogReport, SummaryCountsPerSeries) {
     TempDir dir;

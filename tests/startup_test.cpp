@@ -49,36 +49,19 @@ void* allocateOrThrow(std::size_t size) {
 }  // namespace
 
 // Never inlined: a memory checker that replaces the allocator must replace
-// every one of these, or blocks would be freed by another allocator.
+// each of these, or blocks would be freed by another allocator. The array
+// forms of the standard library call these.
 #define REPLACED __attribute__((noinline))
 REPLACED void* operator new(std::size_t size) {
-    return allocateOrThrow(size);
-}
-REPLACED void* operator new[](std::size_t size) {
     return allocateOrThrow(size);
 }
 REPLACED void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
     return allocate(size);
 }
-REPLACED void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-    return allocate(size);
-}
 REPLACED void operator delete(void* block) noexcept {
     free(block);
 }
-REPLACED void operator delete[](void* block) noexcept {
-    free(block);
-}
 REPLACED void operator delete(void* block, std::size_t) noexcept {
-    free(block);
-}
-REPLACED void operator delete[](void* block, std::size_t) noexcept {
-    free(block);
-}
-REPLACED void operator delete(void* block, const std::nothrow_t&) noexcept {
-    free(block);
-}
-REPLACED void operator delete[](void* block, const std::nothrow_t&) noexcept {
     free(block);
 }
 #endif

@@ -76,14 +76,6 @@ size_t snprintfExecutionLine(const ResultParam& param, const char* text,
     return builder.storedLength();
 }
 
-int snprintfHeadlineSnippet(const char* text, char (&block)[kHeadlineItemSize]) {
-    return snprintf(block, kHeadlineItemSize, ", %s", text);
-}
-
-int snprintfNddText(int uniqueKey, int requestNum, char (&block)[kHeadlineItemSize]) {
-    return snprintf(block, kHeadlineItemSize, "[UKey: %d][ReqNum: %d]", uniqueKey, requestNum);
-}
-
 }  // namespace reference
 }  // namespace scenariorecorder
 }  // namespace TuningUtils

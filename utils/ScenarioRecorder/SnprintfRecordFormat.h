@@ -26,10 +26,6 @@ size_t snprintfDecisionLine(const DecisionParam& param, const char* text,
 // The same for the execution line.
 size_t snprintfExecutionLine(const ResultParam& param, const char* text,
                              char (&line)[kRecordLineSize]);
-// snprintf(block, 1,024, ", %s", text); returns what snprintf returned.
-int snprintfHeadlineSnippet(const char* text, char (&block)[kHeadlineItemSize]);
-// snprintf(block, 1,024, "[UKey: %d][ReqNum: %d]", ...); returns its result.
-int snprintfNddText(int uniqueKey, int requestNum, char (&block)[kHeadlineItemSize]);
 
 }  // namespace reference
 }  // namespace scenariorecorder
