@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -73,11 +72,9 @@ TEST(ScenarioLogDiff, ShowsKeysOnlyInEitherAndMarksWhatChanged) {
     const ReaderRun numbers =
         runReader({"diff", "--ignore-numbers", "--json", a.path() + ":7", b.path() + ":7"});
     EXPECT_EQ(numbers.code, 1);
-    std::istringstream lines(numbers.out);
     std::vector<std::string> changes;
-    for (std::string line; std::getline(lines, line);) {
+    for (const std::string& line : testsupport::splitLines(numbers.out))
         changes.push_back(line.substr(0, line.find(",\"key\"")));
-    }
     EXPECT_EQ(changes, (std::vector<std::string>{
                            R"({"type":"difference","change":"onlyA","group":"FaceDetection")",
                            R"({"type":"difference","change":"onlyB","group":"P2Streaming")",

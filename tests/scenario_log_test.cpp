@@ -17,6 +17,7 @@
 using namespace scenariolog;
 using testsupport::ReaderRun;
 using testsupport::runReader;
+using testsupport::splitLines;
 using testsupport::TempDir;
 using testsupport::writeFile;
 
@@ -25,13 +26,6 @@ namespace {
 const std::string kPreview = "000000042_0005_0001_preview__2025_0102_030405_TuningLog_";
 const std::string kCapture = "000000042_0007_0003_capture__2025_0102_030406_TuningLog_";
 const std::string kOlderPreview = "-00000001_-001_-001_preview__2025_0102_030300_TuningLog_";
-
-std::vector<std::string> lines(const std::string& text) {
-    std::vector<std::string> all;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) all.push_back(line);
-    return all;
-}
 
 bool has(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
@@ -69,7 +63,7 @@ TEST(ScenarioLogReport, SummaryCountsPerSeries) {
     writeTwoSeries(dir);
     const ReaderRun result = runReader({"summary", "--json", dir.path()});
     EXPECT_EQ(result.code, kExitClean) << result.err << result.out;
-    const auto series = lines(result.out);
+    const auto series = splitLines(result.out);
     ASSERT_EQ(series.size(), 3u) << result.out;
     EXPECT_TRUE(has(series[0],
                     "\"requests\":[[5,5],[7,7]],\"blocks\":4,\"decisionRecords\":4,"
@@ -98,7 +92,7 @@ TEST(ScenarioLogReport, ShowFollowsRequestAcrossSeriesAndContinuedFiles) {
     const std::string p2 = dir.file(kPreview + "02.txt");
     const std::string c1 = dir.file(kCapture + "01.txt");
     const std::string c2 = dir.file(kCapture + "02.txt");
-    EXPECT_EQ(lines(result.out),
+    EXPECT_EQ(splitLines(result.out),
               (std::vector<std::string>{
                   "== preview series 000000042_0005_0001_preview_ 2025_0102_030405",
                   p1 + ":6: [UKey: 42][ReqNum: 7]",
@@ -144,7 +138,7 @@ TEST(ScenarioLogReport, ProblemsAreListedAndTheReportGoesOn) {
     EXPECT_EQ(result.code, kExitProblems);
     const std::string older = dir.file(kOlderPreview + "01.txt");
     EXPECT_EQ(
-        lines(result.err),
+        splitLines(result.err),
         (std::vector<std::string>{
             dir.file("notes.txt") + ": not a tuning log file name; skipped",
             dir.file("absent") + ": cannot read: No such file or directory",
@@ -177,7 +171,7 @@ TEST(ScenarioLogReport, JsonLinesCarryRecordsAndProblems) {
     const ReaderRun result = runReader({"grep", "--json", "--module", "3A", dir.path()});
     EXPECT_EQ(result.code, kExitProblems);
     EXPECT_EQ(result.err, "");
-    EXPECT_EQ(lines(result.out),
+    EXPECT_EQ(splitLines(result.out),
               (std::vector<std::string>{
                   "{\"type\":\"record\",\"file\":" + jsonString(file) +
                       ",\"line\":2,\"series\":\"000000042_0005_0001_preview__2025_0102_030405\","
@@ -196,7 +190,7 @@ TEST(ScenarioLogCommandLine, BadUsageGivesOneLineAndExitTwo) {
         std::istringstream words(usage);
         const ReaderRun result = runReader({std::istream_iterator<std::string>(words), {}});
         EXPECT_EQ(result.code, kExitUsage) << usage;
-        EXPECT_EQ(lines(result.err).size(), 1u) << result.err;
+        EXPECT_EQ(splitLines(result.err).size(), 1u) << result.err;
         EXPECT_EQ(result.out, "");
     }
     const ReaderRun help = runReader({"grep", "--help"});

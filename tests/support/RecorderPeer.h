@@ -27,6 +27,7 @@ struct WalkedBuffer {
 class ScenarioRecorderTestPeer {
   public:
     using Buffer = ScenarioRecorder::Buffer;
+    using R = ScenarioRecorder;
 
     // Opens or closes the recorder for records without starting its thread.
     static void setReady(ScenarioRecorder& recorder, bool ready) { recorder.mReady.store(ready); }
@@ -69,18 +70,26 @@ class ScenarioRecorderTestPeer {
         return walked;
     }
 
-    static bool hasActive(ScenarioRecorder& recorder, int requestNum) {
-        std::lock_guard<std::mutex> lock(recorder.mBufferLock);
-        return recorder.mActiveBuffers.count(requestNum) != 0;
+    // `hold(lock), expression` evaluates the expression under `lock`: the
+    // guard lives to the end of the full expression.
+    static std::lock_guard<std::mutex> hold(std::mutex& lock) {
+        return std::lock_guard<std::mutex>(lock);
     }
-    static WalkedBuffer walkActive(ScenarioRecorder& recorder, int requestNum) {
-        std::lock_guard<std::mutex> lock(recorder.mBufferLock);
-        return walk(*recorder.mActiveBuffers.at(requestNum));
+    // The value at `key` of `map`, or null.
+    template <typename Map>
+    static auto* find(const Map& map, int key) {
+        auto it = map.find(key);
+        return it == map.end() ? nullptr : it->second.get();
     }
-    static Buffer* activeBuffer(ScenarioRecorder& recorder, int requestNum) {
-        std::lock_guard<std::mutex> lock(recorder.mBufferLock);
-        auto it = recorder.mActiveBuffers.find(requestNum);
-        return it == recorder.mActiveBuffers.end() ? nullptr : it->second.get();
+
+    static bool hasActive(R& r, int requestNum) {
+        return hold(r.mBufferLock), r.mActiveBuffers.count(requestNum) != 0;
+    }
+    static WalkedBuffer walkActive(R& r, int requestNum) {
+        return hold(r.mBufferLock), walk(*r.mActiveBuffers.at(requestNum));
+    }
+    static Buffer* activeBuffer(R& r, int requestNum) {
+        return hold(r.mBufferLock), find(r.mActiveBuffers, requestNum);
     }
     static std::vector<WalkedBuffer> walkPending(ScenarioRecorder& recorder) {
         std::lock_guard<std::mutex> lock(recorder.mBufferLock);
@@ -88,14 +97,8 @@ class ScenarioRecorderTestPeer {
         for (const auto& buffer : recorder.mPendingBuffers) walked.push_back(walk(*buffer));
         return walked;
     }
-    static size_t pendingCount(ScenarioRecorder& recorder) {
-        std::lock_guard<std::mutex> lock(recorder.mBufferLock);
-        return recorder.mPendingBuffers.size();
-    }
-    static size_t activeCount(ScenarioRecorder& recorder) {
-        std::lock_guard<std::mutex> lock(recorder.mBufferLock);
-        return recorder.mActiveBuffers.size();
-    }
+    static size_t pendingCount(R& r) { return hold(r.mBufferLock), r.mPendingBuffers.size(); }
+    static size_t activeCount(R& r) { return hold(r.mBufferLock), r.mActiveBuffers.size(); }
     static std::vector<Buffer*> freeBuffers(ScenarioRecorder& recorder) {
         std::lock_guard<std::mutex> lock(recorder.mBufferLock);
         std::vector<Buffer*> buffers;
@@ -103,9 +106,8 @@ class ScenarioRecorderTestPeer {
         return buffers;
     }
     // Moves the creation time of a request's active buffer `seconds` back.
-    static void ageActiveBuffer(ScenarioRecorder& recorder, int requestNum, int seconds) {
-        std::lock_guard<std::mutex> lock(recorder.mBufferLock);
-        recorder.mActiveBuffers.at(requestNum)->mCreateTime.tv_sec -= seconds;
+    static void ageActiveBuffer(R& r, int requestNum, int seconds) {
+        hold(r.mBufferLock), r.mActiveBuffers.at(requestNum)->mCreateTime.tv_sec -= seconds;
     }
     // Fills the request's active buffer so that `left` bytes remain, as if
     // records had been written; the filler is one record.
@@ -153,30 +155,18 @@ class ScenarioRecorderTestPeer {
         for (const auto& item : it->second) lengths.push_back(item.second);
         return lengths;
     }
-    static size_t headlineQueueCount(ScenarioRecorder& recorder) {
-        std::lock_guard<std::mutex> lock(recorder.mNddLock);
-        return recorder.mNddInfos.size();
+    static size_t headlineQueueCount(R& r) { return hold(r.mNddLock), r.mNddInfos.size(); }
+
+    static std::map<int, int> requestCounts(R& r) {
+        const auto& counts = r.mRequestRefCounts;
+        return hold(r.mRequestLock), std::map<int, int>(counts.begin(), counts.end());
     }
 
-    static std::map<int, int> requestCounts(ScenarioRecorder& recorder) {
-        std::lock_guard<std::mutex> lock(recorder.mRequestLock);
-        return std::map<int, int>(recorder.mRequestRefCounts.begin(),
-                                  recorder.mRequestRefCounts.end());
+    static FileWriter* defaultWriter(R& r) { return hold(r.mWriterLock), r.mDefaultWriter.get(); }
+    static FileWriter* requestWriter(R& r, int requestNum) {
+        return hold(r.mWriterLock), find(r.mFileWriters, requestNum);
     }
-
-    static FileWriter* defaultWriter(ScenarioRecorder& recorder) {
-        std::lock_guard<std::mutex> lock(recorder.mWriterLock);
-        return recorder.mDefaultWriter.get();
-    }
-    static FileWriter* requestWriter(ScenarioRecorder& recorder, int requestNum) {
-        std::lock_guard<std::mutex> lock(recorder.mWriterLock);
-        auto it = recorder.mFileWriters.find(requestNum);
-        return it == recorder.mFileWriters.end() ? nullptr : it->second.get();
-    }
-    static size_t writerCount(ScenarioRecorder& recorder) {
-        std::lock_guard<std::mutex> lock(recorder.mWriterLock);
-        return recorder.mFileWriters.size();
-    }
+    static size_t writerCount(R& r) { return hold(r.mWriterLock), r.mFileWriters.size(); }
 };
 
 // The short name the tests use.
