@@ -8,8 +8,6 @@
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <ostream>
@@ -59,29 +57,23 @@ void checkParse(std::string_view line) {
         check(!record.module.empty(), "a record names its module");
 }
 
-// The bytes as a file, read back line by line.
-void checkLines(const uint8_t* data, size_t size) {
-    const int fd = memfd_create("log_parser_fuzz", 0);
-    if (fd < 0) abort();
-    if (size != 0 && write(fd, data, size) != static_cast<ssize_t>(size)) abort();
-    {
-        scenariolog::LineReader reader("/proc/self/fd/" + std::to_string(fd));
-        check(reader.openError().empty(), "the file opens");
-        std::string joined;
-        scenariolog::Line line;
-        uint64_t expectedNumber = 1;
-        while (reader.next(line)) {
-            check(line.number == expectedNumber++, "lines are numbered from 1");
-            check(!line.tooLong, "short files have no overlong line");
-            joined.append(line.text);
-            if (!line.unterminated) joined.push_back('\n');
-            checkParse(line.text);
-        }
-        check(reader.readError().empty(), "the file reads whole");
-        check(joined == std::string_view(reinterpret_cast<const char*>(data), size),
-              "the lines give the bytes back");
+// The file of the bytes, read back line by line.
+void checkLines(const std::string& path, const uint8_t* data, size_t size) {
+    scenariolog::LineReader reader(path);
+    check(reader.openError().empty(), "the file opens");
+    std::string joined;
+    scenariolog::Line line;
+    uint64_t expectedNumber = 1;
+    while (reader.next(line)) {
+        check(line.number == expectedNumber++, "lines are numbered from 1");
+        check(!line.tooLong, "short files have no overlong line");
+        joined.append(line.text);
+        if (!line.unterminated) joined.push_back('\n');
+        checkParse(line.text);
     }
-    close(fd);
+    check(reader.readError().empty(), "the file reads whole");
+    check(joined == std::string_view(reinterpret_cast<const char*>(data), size),
+          "the lines give the bytes back");
 }
 
 int32_t optionalNumber(FuzzedDataProvider& input) {
@@ -195,10 +187,9 @@ void writeWhole(const std::string& path, const uint8_t* data, size_t size) {
     if (file == nullptr || fwrite(data, 1, size, file) != size || fclose(file) != 0) abort();
 }
 
-void checkCommands(FuzzedDataProvider& input, const uint8_t* data, size_t size) {
+// Runs on the bytes written as a preview and a capture file.
+void checkCommands(FuzzedDataProvider& input) {
     const std::string folder = sFolder;
-    writeWhole(folder + "/" + kPreviewName, data, size);
-    writeWhole(folder + "/" + kCaptureName, data, size);
     const std::string a = std::to_string(input.ConsumeIntegralInRange(-2, 9));
     const std::string b = std::to_string(input.ConsumeIntegralInRange(-2, 9));
     std::vector<std::vector<std::string>> commands = {
@@ -228,12 +219,15 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    checkLines(data, size);
+    const std::string folder = sFolder;
+    writeWhole(folder + "/" + kPreviewName, data, size);
+    writeWhole(folder + "/" + kCaptureName, data, size);
+    checkLines(folder + "/" + kPreviewName, data, size);
     FuzzedDataProvider input(data, size);
     const std::string name = input.ConsumeRandomLengthString(200);
     (void)scenariolog::parseLogFileName(name);
     checkRoundTrip(input);
     checkCompare(input);
-    checkCommands(input, data, size);
+    checkCommands(input);
     return 0;
 }

@@ -91,19 +91,23 @@ class ScenarioRecorderTestPeer {
     static Buffer* activeBuffer(R& r, int requestNum) {
         return hold(r.mBufferLock), find(r.mActiveBuffers, requestNum);
     }
-    static std::vector<WalkedBuffer> walkPending(ScenarioRecorder& recorder) {
-        std::lock_guard<std::mutex> lock(recorder.mBufferLock);
+    // The buffers of `list`, which the caller reads under mBufferLock.
+    template <typename List>
+    static std::vector<Buffer*> pointers(const List& list) {
+        std::vector<Buffer*> buffers;
+        for (const auto& buffer : list) buffers.push_back(buffer.get());
+        return buffers;
+    }
+    static std::vector<WalkedBuffer> walkPending(R& r) {
+        std::lock_guard<std::mutex> lock(r.mBufferLock);
         std::vector<WalkedBuffer> walked;
-        for (const auto& buffer : recorder.mPendingBuffers) walked.push_back(walk(*buffer));
+        for (const auto& buffer : r.mPendingBuffers) walked.push_back(walk(*buffer));
         return walked;
     }
     static size_t pendingCount(R& r) { return hold(r.mBufferLock), r.mPendingBuffers.size(); }
     static size_t activeCount(R& r) { return hold(r.mBufferLock), r.mActiveBuffers.size(); }
-    static std::vector<Buffer*> freeBuffers(ScenarioRecorder& recorder) {
-        std::lock_guard<std::mutex> lock(recorder.mBufferLock);
-        std::vector<Buffer*> buffers;
-        for (const auto& buffer : recorder.mFreeBuffers) buffers.push_back(buffer.get());
-        return buffers;
+    static std::vector<Buffer*> freeBuffers(R& r) {
+        return hold(r.mBufferLock), pointers(r.mFreeBuffers);
     }
     // Moves the creation time of a request's active buffer `seconds` back.
     static void ageActiveBuffer(R& r, int requestNum, int seconds) {
@@ -125,15 +129,11 @@ class ScenarioRecorderTestPeer {
 
     // Runs the service thread's headline merge on every pending buffer, as
     // if each were about to be written, and returns the headline lines.
-    static std::vector<std::string> mergePendingHeadlines(ScenarioRecorder& recorder) {
-        std::vector<Buffer*> pending;
-        {
-            std::lock_guard<std::mutex> lock(recorder.mBufferLock);
-            for (const auto& buffer : recorder.mPendingBuffers) pending.push_back(buffer.get());
-        }
+    static std::vector<std::string> mergePendingHeadlines(R& r) {
+        const std::vector<Buffer*> pending = (hold(r.mBufferLock), pointers(r.mPendingBuffers));
         std::vector<std::string> headlines;
         for (Buffer* buffer : pending) {
-            recorder.mergeHeadlineItems(buffer);
+            r.mergeHeadlineItems(buffer);
             headlines.emplace_back(reinterpret_cast<const LogHeader*>(buffer->mData)->text);
         }
         return headlines;
