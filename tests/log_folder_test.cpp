@@ -19,10 +19,6 @@ namespace TuningUtils {
 namespace scenariorecorder {
 namespace {
 
-bool hostHasData() {
-    return access("/data", F_OK) == 0;
-}
-
 class LogFolder : public ::testing::Test {
   protected:
     ~LogFolder() override { property_set(kFolderProperty, ""); }
@@ -58,7 +54,8 @@ TEST_F(LogFolder, RegularFileAtThePathCountsAsTheFolder) {
 }
 
 TEST_F(LogFolder, UncreatableFolderFallsBackToTheLastResort) {
-    if (hostHasData()) GTEST_SKIP() << "this machine has /data; fall-backs would be created there";
+    if (access("/data", F_OK) == 0)
+        GTEST_SKIP() << "this machine has /data; fall-backs would be created there";
     const std::string folder = mDir.file("missing/sub");
     property_set(kFolderProperty, folder.c_str());
     char area[128];

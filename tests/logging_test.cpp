@@ -17,18 +17,17 @@ using testsupport::LogCapture;
 
 namespace {
 
-void reportFailure() {
-    SR_LOGE("mkdir(%s) failed, errno = %d", "/x", 2);
-}
-void reportWarning() {
-    SR_LOGW("Headline size is not enough");
-}
-void reportInfo() {
-    SR_LOGI("Write log to %s", "/f");
-}
-void reportDebug() {
-    SR_LOGD("unInit");
-}
+// The reporting functions, whose names the lines carry.
+struct Report {
+    static void reportFailure() { SR_LOGE("mkdir(%s) failed, errno = %d", "/x", 2); }
+    static void reportWarning() { SR_LOGW("Headline size is not enough"); }
+    static void reportInfo() { SR_LOGI("Write log to %s", "/f"); }
+    static void reportDebug() { SR_LOGD("unInit"); }
+    static void reportLong() { SR_LOGE("%s", std::string(2000, 'a').c_str()); }
+    [[noreturn]] static void failHard() {
+        SR_FATAL("Log size too large: %zu", static_cast<size_t>(262152));
+    }
+};
 
 constexpr unsigned int kMaskOn = (1u << 30) | (1u << 12);
 using Lines = std::vector<std::string>;
@@ -54,7 +53,7 @@ Lines logged(int mode, int detailsLevel, unsigned int mask,
 }
 
 TEST(Logging, ErrorGoesToAndroidLogInLongFormAndToUnifiedLoggerInShortFormAtAnyDetailsLevel) {
-    const Lines lines = logged(0x3, -1, 0, {reportFailure});
+    const Lines lines = logged(0x3, -1, 0, {Report::reportFailure});
     ASSERT_EQ(lines.size(), 2u);
     EXPECT_TRUE(
         std::regex_match(lines[0], std::regex("android 6 \\[reportFailure\\] mkdir\\(/x\\) "
@@ -64,28 +63,24 @@ TEST(Logging, ErrorGoesToAndroidLogInLongFormAndToUnifiedLoggerInShortFormAtAnyD
     EXPECT_EQ(lines[1], "unified 1 [reportFailure] mkdir(/x) failed, errno = 2");
 }
 
-void reportLong() {
-    SR_LOGE("%s", std::string(2000, 'a').c_str());
-}
-
 // Warning needs details level 2, info 3 and debug 5; info and debug need mask
 // bit 30 and one of bits 12 to 14. Mode bit 0 selects the Android log, bits 1
 // and 3 the unified logger, which cuts a line at 1,023 characters.
 TEST(Logging, LevelsAreGatedAndModeBitsChooseTheSinks) {
-    EXPECT_EQ(logged(0x1, 1, kMaskOn, {reportWarning}), Lines{});
-    EXPECT_EQ(logged(0x1, 2, kMaskOn, {reportWarning, reportInfo}),
+    EXPECT_EQ(logged(0x1, 1, kMaskOn, {Report::reportWarning}), Lines{});
+    EXPECT_EQ(logged(0x1, 2, kMaskOn, {Report::reportWarning, Report::reportInfo}),
               Lines{"android 5 [reportWarning] Headline size is not enough"});
-    EXPECT_EQ(logged(0x1, 4, kMaskOn, {reportInfo, reportDebug}),
+    EXPECT_EQ(logged(0x1, 4, kMaskOn, {Report::reportInfo, Report::reportDebug}),
               Lines{"android 4 [reportInfo] Write log to /f"});
-    EXPECT_EQ(logged(0x1, 5, 1u << 30, {reportInfo}), Lines{});
-    EXPECT_EQ(logged(0x1, 5, 1u << 14, {reportDebug}), Lines{});
-    EXPECT_EQ(logged(0x1, 5, (1u << 30) | (1u << 14), {reportDebug}),
+    EXPECT_EQ(logged(0x1, 5, 1u << 30, {Report::reportInfo}), Lines{});
+    EXPECT_EQ(logged(0x1, 5, 1u << 14, {Report::reportDebug}), Lines{});
+    EXPECT_EQ(logged(0x1, 5, (1u << 30) | (1u << 14), {Report::reportDebug}),
               Lines{"android 3 [reportDebug] unInit"});
-    EXPECT_EQ(logged(0x8, 5, kMaskOn, {reportInfo}),
+    EXPECT_EQ(logged(0x8, 5, kMaskOn, {Report::reportInfo}),
               Lines{"unified 3 [reportInfo] Write log to /f"});
-    EXPECT_EQ(logged(0x4, 5, kMaskOn, {reportFailure}), Lines{});
+    EXPECT_EQ(logged(0x4, 5, kMaskOn, {Report::reportFailure}), Lines{});
     const std::string head = "[reportLong] ";
-    EXPECT_EQ(logged(0x2, 5, kMaskOn, {reportLong}),
+    EXPECT_EQ(logged(0x2, 5, kMaskOn, {Report::reportLong}),
               Lines{"unified 1 " + head + std::string(1023 - head.size(), 'a')});
 }
 
@@ -97,10 +92,6 @@ class CountingULogger : public ULogger {
     void onFlush(int level) override { fprintf(stderr, "flushed:%d\n", level); }
 };
 
-[[noreturn]] void failHard() {
-    SR_FATAL("Log size too large: %zu", static_cast<size_t>(262152));
-}
-
 TEST(LoggingDeathTest, FatalSendsToUnifiedLoggerFlushesAndAborts) {
     EXPECT_DEATH(
         {
@@ -111,7 +102,7 @@ TEST(LoggingDeathTest, FatalSendsToUnifiedLoggerFlushesAndAborts) {
                 fprintf(stderr, "aborted:%s\n", message);
                 abort();
             });
-            failHard();
+            Report::failHard();
         },
         "unified:1:\\[failHard\\] Log size too large: 262152\nflushed:1\n.*"
         "aborted:\\[failHard\\] Log size too large: 262152 \\(failHard\\)\\{#[0-9]+:utils/"

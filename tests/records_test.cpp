@@ -1,7 +1,5 @@
-// Decision and execution records as they are stored: the documented lines,
-// headline snippets, and records that vanish while the recorder is not ready.
-// The cut at 1,023 characters and the rooms reserved are checked against the
-// snprintf construction by the record_path_fuzz target.
+// Records as stored: their lines, headline snippets, and records dropped while
+// not ready. The cut and rooms are record_path_fuzz's checks.
 #include "support/Records.h"
 
 #include <gtest/gtest.h>

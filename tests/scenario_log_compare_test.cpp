@@ -1,8 +1,8 @@
 // scenario-log diff and changes on hand-made folders with known differences.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -10,6 +10,8 @@
 #include "support/TempDir.h"
 
 using namespace scenariolog;
+using ::testing::HasSubstr;
+using ::testing::Not;
 using testsupport::ReaderRun;
 using testsupport::runReader;
 using testsupport::TempDir;
@@ -55,29 +57,25 @@ TEST(ScenarioLogDiff, ShowsKeysOnlyInEitherAndMarksWhatChanged) {
     writePair(a, b);
     const ReaderRun plain = runReader({"diff", a.path() + ":7", b.path() + ":7"});
     EXPECT_EQ(plain.code, 1) << plain.err;
-    EXPECT_NE(plain.out.find("== P2Streaming\n"
-                             "  + Stage_R2Y Result: ISP_FLOW #1  r2y done\n"
-                             "  ~ Decision: ISP_FLOW #1\n"
-                             "      A: 3DNR on, EIS on\n"
-                             "               ^\n"
-                             "      B: 3DNR off, EIS on\n"
-                             "               ^^\n"),
-              std::string::npos)
-        << plain.out;
-    EXPECT_NE(plain.out.find("== FaceDetection\n  - Decision: TRIGGER_FEATURE #1  faces 0\n"),
-              std::string::npos);
-    EXPECT_NE(plain.out.find("  ~ Stage_MDP Result: ISP_FLOW #2\n"), std::string::npos);
-    EXPECT_EQ(plain.out.find("== headline"), std::string::npos);
-    EXPECT_NE(plain.out.find("\n1 only in A, 1 only in B, 3 changed\n"), std::string::npos);
+    EXPECT_THAT(plain.out, HasSubstr("== P2Streaming\n"
+                                     "  + Stage_R2Y Result: ISP_FLOW #1  r2y done\n"
+                                     "  ~ Decision: ISP_FLOW #1\n"
+                                     "      A: 3DNR on, EIS on\n"
+                                     "               ^\n"
+                                     "      B: 3DNR off, EIS on\n"
+                                     "               ^^\n"));
+    EXPECT_THAT(plain.out,
+                HasSubstr("== FaceDetection\n  - Decision: TRIGGER_FEATURE #1  faces 0\n"));
+    EXPECT_THAT(plain.out, HasSubstr("  ~ Stage_MDP Result: ISP_FLOW #2\n"));
+    EXPECT_THAT(plain.out, Not(HasSubstr("== headline")));
+    EXPECT_THAT(plain.out, HasSubstr("\n1 only in A, 1 only in B, 3 changed\n"));
 
     const ReaderRun numbers =
         runReader({"diff", "--ignore-numbers", "--json", a.path() + ":7", b.path() + ":7"});
     EXPECT_EQ(numbers.code, 1);
-    std::istringstream lines(numbers.out);
     std::vector<std::string> changes;
-    for (std::string line; std::getline(lines, line);) {
+    for (const std::string& line : testsupport::splitLines(numbers.out))
         changes.push_back(line.substr(0, line.find(",\"key\"")));
-    }
     EXPECT_EQ(changes, (std::vector<std::string>{
                            R"({"type":"difference","change":"onlyA","group":"FaceDetection")",
                            R"({"type":"difference","change":"onlyB","group":"P2Streaming")",
@@ -85,7 +83,7 @@ TEST(ScenarioLogDiff, ShowsKeysOnlyInEitherAndMarksWhatChanged) {
 
     const ReaderRun same = runReader({"diff", "--req", "7", "--req", "7", a.path()});
     EXPECT_EQ(same.code, 0);
-    EXPECT_NE(same.out.find("\nidentical\n"), std::string::npos);
+    EXPECT_THAT(same.out, HasSubstr("\nidentical\n"));
 }
 
 TEST(ScenarioLogDiff, TroubleIsOneLineAndStatusTwo) {
@@ -118,7 +116,7 @@ TEST(ScenarioLogChanges, RunsPerKeyInRequestOrder) {
     writeFile(dir.file(kPreview), file + "[ModuleName: 3A][Deci");
     const ReaderRun changes = runReader({"changes", dir.path()});
     EXPECT_EQ(changes.code, 1);
-    EXPECT_NE(changes.err.find(kPreview + ":61: last line has no line break"), std::string::npos);
+    EXPECT_THAT(changes.err, HasSubstr(kPreview + ":61: last line has no line break"));
     EXPECT_EQ(changes.out,
               "== preview requests 0-11: 12 requests, 3 keys\n"
               "3A Decision: AE_EXPOSURE_PARAM  0-11  12 distinct texts in 12 requests "
@@ -130,12 +128,10 @@ TEST(ScenarioLogChanges, RunsPerKeyInRequestOrder) {
 
     const ReaderRun steady =
         runReader({"changes", "--ignore-numbers", "--from", "3", "--module", "3A", dir.path()});
-    EXPECT_NE(steady.out.find("3A Decision: AE_EXPOSURE_PARAM  3-11  \"exposure 103\"\n"),
-              std::string::npos)
-        << steady.out;
-    EXPECT_EQ(steady.out.find("P2Streaming"), std::string::npos);
+    EXPECT_THAT(steady.out, HasSubstr("3A Decision: AE_EXPOSURE_PARAM  3-11  \"exposure 103\"\n"));
+    EXPECT_THAT(steady.out, Not(HasSubstr("P2Streaming")));
     const ReaderRun all = runReader({"changes", "--all", "--module", "3A", dir.path()});
-    EXPECT_NE(all.out.find("    → 11  \"exposure 111\"\n"), std::string::npos) << all.out;
+    EXPECT_THAT(all.out, HasSubstr("    → 11  \"exposure 111\"\n"));
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // scenario-log: file names, line forms, odd input, and the reports built from
 // real files in a temporary folder. That recorder lines parse back to their
 // fields and that LineReader returns every byte is left to the fuzz target.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <iterator>
@@ -15,8 +16,10 @@
 #include "support/TempDir.h"
 
 using namespace scenariolog;
+using ::testing::HasSubstr;
 using testsupport::ReaderRun;
 using testsupport::runReader;
+using testsupport::splitLines;
 using testsupport::TempDir;
 using testsupport::writeFile;
 
@@ -25,17 +28,6 @@ namespace {
 const std::string kPreview = "000000042_0005_0001_preview__2025_0102_030405_TuningLog_";
 const std::string kCapture = "000000042_0007_0003_capture__2025_0102_030406_TuningLog_";
 const std::string kOlderPreview = "-00000001_-001_-001_preview__2025_0102_030300_TuningLog_";
-
-std::vector<std::string> lines(const std::string& text) {
-    std::vector<std::string> all;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) all.push_back(line);
-    return all;
-}
-
-bool has(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
-}
 
 // A preview series of two files (the second CONTINUED, a block running on
 // into it) and a capture series of two files, one second later.
@@ -69,24 +61,20 @@ TEST(ScenarioLogReport, SummaryCountsPerSeries) {
     writeTwoSeries(dir);
     const ReaderRun result = runReader({"summary", "--json", dir.path()});
     EXPECT_EQ(result.code, kExitClean) << result.err << result.out;
-    const auto series = lines(result.out);
+    const auto series = splitLines(result.out);
     ASSERT_EQ(series.size(), 3u) << result.out;
-    EXPECT_TRUE(has(series[0],
-                    "\"requests\":[[5,5],[7,7]],\"blocks\":4,\"decisionRecords\":4,"
-                    "\"executionRecords\":2,\"unknownRequestRecords\":1,"
-                    "\"modules\":{\"3A\":2,\"CameraMiddleware\":1,\"FaceDetection\":1,"
-                    "\"P2Streaming\":2},\"decisions\":{\"AE_EXPOSURE_PARAM\":2,\"ISP_FLOW\":1,"
-                    "\"TRIGGER_FEATURE\":1},\"stages\":{\"Stage_MDP\":1,\"Stage_R2Y\":1},"
-                    "\"results\":{\"ISP_FLOW\":2}"))
-        << series[0];
-    EXPECT_TRUE(has(series[1],
-                    "\"requests\":[[7,7]],\"blocks\":1,\"decisionRecords\":1,"
-                    "\"executionRecords\":1,\"unknownRequestRecords\":0"))
-        << series[1];
-    EXPECT_TRUE(has(series[2],
-                    "\"type\":\"totals\",\"series\":2,\"files\":4,\"records\":8,"
-                    "\"unknownRequestRecords\":1,\"problems\":0"))
-        << series[2];
+    EXPECT_THAT(
+        series[0],
+        HasSubstr("\"requests\":[[5,5],[7,7]],\"blocks\":4,\"decisionRecords\":4,"
+                  "\"executionRecords\":2,\"unknownRequestRecords\":1,"
+                  "\"modules\":{\"3A\":2,\"CameraMiddleware\":1,\"FaceDetection\":1,"
+                  "\"P2Streaming\":2},\"decisions\":{\"AE_EXPOSURE_PARAM\":2,\"ISP_FLOW\":1,"
+                  "\"TRIGGER_FEATURE\":1},\"stages\":{\"Stage_MDP\":1,\"Stage_R2Y\":1},"
+                  "\"results\":{\"ISP_FLOW\":2}"));
+    EXPECT_THAT(series[1], HasSubstr("\"requests\":[[7,7]],\"blocks\":1,\"decisionRecords\":1,"
+                                     "\"executionRecords\":1,\"unknownRequestRecords\":0"));
+    EXPECT_THAT(series[2], HasSubstr("\"type\":\"totals\",\"series\":2,\"files\":4,\"records\":8,"
+                                     "\"unknownRequestRecords\":1,\"problems\":0"));
 }
 
 TEST(ScenarioLogReport, ShowFollowsRequestAcrossSeriesAndContinuedFiles) {
@@ -98,7 +86,7 @@ TEST(ScenarioLogReport, ShowFollowsRequestAcrossSeriesAndContinuedFiles) {
     const std::string p2 = dir.file(kPreview + "02.txt");
     const std::string c1 = dir.file(kCapture + "01.txt");
     const std::string c2 = dir.file(kCapture + "02.txt");
-    EXPECT_EQ(lines(result.out),
+    EXPECT_EQ(splitLines(result.out),
               (std::vector<std::string>{
                   "== preview series 000000042_0005_0001_preview_ 2025_0102_030405",
                   p1 + ":6: [UKey: 42][ReqNum: 7]",
@@ -112,7 +100,7 @@ TEST(ScenarioLogReport, ShowFollowsRequestAcrossSeriesAndContinuedFiles) {
                   c2 + ":2: [SensorId: 0][ModuleName: P2Capture][Stage_MDP][Result: "
                        "TOP_CONTROL] done",
               }));
-    EXPECT_TRUE(has(result.err, "1 records of unknown request")) << result.err;
+    EXPECT_THAT(result.err, HasSubstr("1 records of unknown request"));
 }
 
 // Every problem is listed with its file and line, and the records around it
@@ -144,7 +132,7 @@ TEST(ScenarioLogReport, ProblemsAreListedAndTheReportGoesOn) {
     EXPECT_EQ(result.code, kExitProblems);
     const std::string older = dir.file(kOlderPreview + "01.txt");
     EXPECT_EQ(
-        lines(result.err),
+        splitLines(result.err),
         (std::vector<std::string>{
             dir.file("notes.txt") + ": not a tuning log file name; skipped",
             dir.file("absent") + ": cannot read: No such file or directory",
@@ -157,13 +145,12 @@ TEST(ScenarioLogReport, ProblemsAreListedAndTheReportGoesOn) {
             older + ":9: last line has no line break (torn write)",
             dir.file(kOlderPreview + "03.txt") +
                 ": file(s) with index 2 to 2 of this series are missing"}));
-    EXPECT_TRUE(has(result.out,
-                    "  requests: 3\n  blocks 2, records 4 (decision 4, execution 0), "
-                    "of unknown request 2\n"))
-        << result.out;
-    EXPECT_TRUE(
-        has(result.out, "total: 3 series, 6 files, 12 records (3 of unknown request), 9 problems"))
-        << result.out;
+    EXPECT_THAT(result.out,
+                HasSubstr("  requests: 3\n  blocks 2, records 4 (decision 4, execution 0), "
+                          "of unknown request 2\n"));
+    EXPECT_THAT(
+        result.out,
+        HasSubstr("total: 3 series, 6 files, 12 records (3 of unknown request), 9 problems"));
 }
 
 // With --json every line on standard output is one object, problems
@@ -177,7 +164,7 @@ TEST(ScenarioLogReport, JsonLinesCarryRecordsAndProblems) {
     const ReaderRun result = runReader({"grep", "--json", "--module", "3A", dir.path()});
     EXPECT_EQ(result.code, kExitProblems);
     EXPECT_EQ(result.err, "");
-    EXPECT_EQ(lines(result.out),
+    EXPECT_EQ(splitLines(result.out),
               (std::vector<std::string>{
                   "{\"type\":\"record\",\"file\":" + jsonString(file) +
                       ",\"line\":2,\"series\":\"000000042_0005_0001_preview__2025_0102_030405\","
@@ -196,10 +183,10 @@ TEST(ScenarioLogCommandLine, BadUsageGivesOneLineAndExitTwo) {
         std::istringstream words(usage);
         const ReaderRun result = runReader({std::istream_iterator<std::string>(words), {}});
         EXPECT_EQ(result.code, kExitUsage) << usage;
-        EXPECT_EQ(lines(result.err).size(), 1u) << result.err;
+        EXPECT_EQ(splitLines(result.err).size(), 1u) << result.err;
         EXPECT_EQ(result.out, "");
     }
     const ReaderRun help = runReader({"grep", "--help"});
     EXPECT_EQ(help.code, kExitClean);
-    EXPECT_TRUE(has(help.out, "substring"));
+    EXPECT_THAT(help.out, HasSubstr("substring"));
 }

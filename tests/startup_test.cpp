@@ -31,29 +31,21 @@
 #endif
 namespace {
 thread_local bool tFailNextAllocation = false;
-}  // namespace
-#if FAILING_ALLOCATOR
-namespace {
-void* allocate(std::size_t size) noexcept {
-    if (tFailNextAllocation) {
-        tFailNextAllocation = false;
-        return nullptr;
-    }
-    return malloc(size == 0 ? 1 : size);
-}
-void* allocateOrThrow(std::size_t size) {
-    void* block = allocate(size);
-    if (block == nullptr) throw std::bad_alloc();
-    return block;
+[[maybe_unused]] void* allocate(std::size_t size) noexcept {
+    const bool fail = tFailNextAllocation;
+    tFailNextAllocation = false;
+    return fail ? nullptr : malloc(size == 0 ? 1 : size);
 }
 }  // namespace
 
+#if FAILING_ALLOCATOR
 // Never inlined: a memory checker that replaces the allocator must replace
 // each of these, or blocks would be freed by another allocator. The array
 // forms of the standard library call these.
 #define REPLACED __attribute__((noinline))
 REPLACED void* operator new(std::size_t size) {
-    return allocateOrThrow(size);
+    if (void* block = allocate(size)) return block;
+    throw std::bad_alloc();
 }
 REPLACED void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
     return allocate(size);

@@ -1,25 +1,16 @@
-// libFuzzer target: the log reader's parsing of whatever a file may hold.
-//  - Arbitrary bytes read through LineReader come back as lines that, joined
-//    with their line breaks, give the bytes again; every line's parse keeps
-//    its views inside the line and says why it is unparsable when it is.
-//  - Arbitrary file names parse without harm.
-//  - A record line that the recorder formats from fuzzed parameters and text
-//    parses back to the same numbers, names and text.
-//  - Two fuzzed texts compare with spans inside them, around a common start
-//    and end, and equal exactly when they are (digit runs aside).
-//  - The bytes as a preview and a capture file go through `changes` and
-//    `diff` with fuzzed options and requests; fuzzed command lines parse.
-//    Each ends with a defined status.
-// Any difference aborts.
+// libFuzzer target: the log reader on whatever a file may hold. Lines joined
+// give the bytes back and parse with their views inside them; file names
+// parse; recorder-formatted lines parse back to their fields; text compares
+// stay consistent; `changes`, `diff` and fuzzed command lines end with a
+// defined status. Any difference aborts.
+#include <ctype.h>
 #include <fuzzer/FuzzedDataProvider.h>
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
+#include <filesystem>
 #include <ostream>
-#include <streambuf>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -66,29 +57,23 @@ void checkParse(std::string_view line) {
         check(!record.module.empty(), "a record names its module");
 }
 
-// The bytes as a file, read back line by line.
-void checkLines(const uint8_t* data, size_t size) {
-    const int fd = memfd_create("log_parser_fuzz", 0);
-    if (fd < 0) abort();
-    if (size != 0 && write(fd, data, size) != static_cast<ssize_t>(size)) abort();
-    {
-        scenariolog::LineReader reader("/proc/self/fd/" + std::to_string(fd));
-        check(reader.openError().empty(), "the file opens");
-        std::string joined;
-        scenariolog::Line line;
-        uint64_t expectedNumber = 1;
-        while (reader.next(line)) {
-            check(line.number == expectedNumber++, "lines are numbered from 1");
-            check(!line.tooLong, "short files have no overlong line");
-            joined.append(line.text);
-            if (!line.unterminated) joined.push_back('\n');
-            checkParse(line.text);
-        }
-        check(reader.readError().empty(), "the file reads whole");
-        check(joined == std::string_view(reinterpret_cast<const char*>(data), size),
-              "the lines give the bytes back");
+// The file of the bytes, read back line by line.
+void checkLines(const std::string& path, const uint8_t* data, size_t size) {
+    scenariolog::LineReader reader(path);
+    check(reader.openError().empty(), "the file opens");
+    std::string joined;
+    scenariolog::Line line;
+    uint64_t expectedNumber = 1;
+    while (reader.next(line)) {
+        check(line.number == expectedNumber++, "lines are numbered from 1");
+        check(!line.tooLong, "short files have no overlong line");
+        joined.append(line.text);
+        if (!line.unterminated) joined.push_back('\n');
+        checkParse(line.text);
     }
-    close(fd);
+    check(reader.readError().empty(), "the file reads whole");
+    check(joined == std::string_view(reinterpret_cast<const char*>(data), size),
+          "the lines give the bytes back");
 }
 
 int32_t optionalNumber(FuzzedDataProvider& input) {
@@ -110,20 +95,19 @@ void checkRoundTrip(FuzzedDataProvider& input) {
     param.stageId = input.ConsumeIntegralInRange(-1, 40);
     const bool isExecution = input.ConsumeBool();
     const std::string text = input.ConsumeRandomLengthString(kMaxTextBytes);
+    const sr::RecordText given = sr::toRecordText(text);
 
+    const sr::DecisionParam decision{0,
+                                     -1,
+                                     param.frameNum,
+                                     param.magicNum,
+                                     0,
+                                     param.sensorId,
+                                     param.decisionType,
+                                     param.moduleId};
     char line[sr::kRecordLineSize];
-    size_t length = 0;
-    if (isExecution) {
-        length = sr::formatExecutionLine(param, sr::toRecordText(text), line);
-    } else {
-        sr::DecisionParam decision;
-        decision.sensorId = param.sensorId;
-        decision.frameNum = param.frameNum;
-        decision.magicNum = param.magicNum;
-        decision.moduleId = param.moduleId;
-        decision.decisionType = param.decisionType;
-        length = sr::formatDecisionLine(decision, sr::toRecordText(text), line);
-    }
+    const size_t length = isExecution ? sr::formatExecutionLine(param, given, line)
+                                      : sr::formatDecisionLine(decision, given, line);
     const std::string_view stored(line, length - 1);
     const ParsedLine parsed = scenariolog::parseLine(stored);
     check(parsed.kind == LineKind::kRecord, "a recorder line parses as a record");
@@ -144,7 +128,6 @@ void checkRoundTrip(FuzzedDataProvider& input) {
         check(record.kind == scenariolog::RecordKind::kDecision, "decision kind");
         check(record.decision == decisionName, "decision name");
     }
-    const sr::RecordText given = sr::toRecordText(text);
     const std::string_view givenText(given.chars, given.length);
     // A long text is cut with the line; what is kept is its beginning.
     check(givenText.substr(0, record.text.size()) == record.text, "text");
@@ -152,17 +135,15 @@ void checkRoundTrip(FuzzedDataProvider& input) {
           "only a full line cuts its text");
 }
 
-bool digitsAside(std::string_view a, std::string_view b) {
-    std::string left, right;
-    for (auto [text, out] : {std::make_pair(a, &left), std::make_pair(b, &right)}) {
-        for (size_t i = 0; i < text.size(); ++i) {
-            const bool digit = text[i] >= '0' && text[i] <= '9';
-            if (!digit || i == 0 || text[i - 1] < '0' || text[i - 1] > '9') {
-                out->push_back(digit ? '0' : text[i]);
-            }
-        }
+// The text with every run of digits as one '0'.
+std::string digitRunsAsZero(std::string_view text) {
+    std::string out;
+    for (size_t i = 0; i < text.size(); ++i) {
+        const bool digit = isdigit(static_cast<unsigned char>(text[i]));
+        if (!digit || i == 0 || !isdigit(static_cast<unsigned char>(text[i - 1])))
+            out.push_back(digit ? '0' : text[i]);
     }
-    return left == right;
+    return out;
 }
 
 void checkCompare(FuzzedDataProvider& input) {
@@ -173,7 +154,8 @@ void checkCompare(FuzzedDataProvider& input) {
     check(
         d.a.begin <= d.a.end && d.a.end <= a.size() && d.b.begin <= d.b.end && d.b.end <= b.size(),
         "spans lie inside their texts");
-    check(d.equal == (ignoreNumbers ? digitsAside(a, b) : a == b), "equal when alike");
+    check(d.equal == (ignoreNumbers ? digitRunsAsZero(a) == digitRunsAsZero(b) : a == b),
+          "equal when alike");
     if (!ignoreNumbers) {
         check(d.a.begin == d.b.begin && a.compare(0, d.a.begin, b, 0, d.b.begin) == 0 &&
                   a.size() - d.a.end == b.size() - d.b.end &&
@@ -186,35 +168,18 @@ void checkCompare(FuzzedDataProvider& input) {
     }
 }
 
-class NullBuffer : public std::streambuf {
-  protected:
-    int overflow(int c) override { return c; }
-};
-
 constexpr const char* kPreviewName =
     "000000001_0000_0000_preview__2025_0102_030405_TuningLog_01.txt";
 constexpr const char* kCaptureName =
     "000000001_0007_0001_capture__2025_0102_030406_TuningLog_01.txt";
 
-// A folder for this process, holding the bytes as a preview and a capture
-// file; removed at exit. Plain characters, so that it outlives every static
-// object that exit destroys before it calls removeFolder.
+// This process's folder of the preview and capture file, removed at exit;
+// plain characters outlive the static objects that exit destroys first.
 char sFolder[] = "/tmp/log_parser_fuzz.XXXXXX";
 
 void removeFolder() {
-    for (const char* name : {kPreviewName, kCaptureName}) {
-        unlink((std::string(sFolder) + "/" + name).c_str());
-    }
-    rmdir(sFolder);
-}
-
-std::string commandFolder() {
-    static const bool made = [] {
-        if (mkdtemp(sFolder) == nullptr) abort();
-        return atexit(removeFolder) == 0;
-    }();
-    (void)made;
-    return sFolder;
+    std::error_code ignored;
+    std::filesystem::remove_all(sFolder, ignored);
 }
 
 void writeWhole(const std::string& path, const uint8_t* data, size_t size) {
@@ -222,10 +187,9 @@ void writeWhole(const std::string& path, const uint8_t* data, size_t size) {
     if (file == nullptr || fwrite(data, 1, size, file) != size || fclose(file) != 0) abort();
 }
 
-void checkCommands(FuzzedDataProvider& input, const uint8_t* data, size_t size) {
-    const std::string folder = commandFolder();
-    writeWhole(folder + "/" + kPreviewName, data, size);
-    writeWhole(folder + "/" + kCaptureName, data, size);
+// Runs on the bytes written as a preview and a capture file.
+void checkCommands(FuzzedDataProvider& input) {
+    const std::string folder = sFolder;
     const std::string a = std::to_string(input.ConsumeIntegralInRange(-2, 9));
     const std::string b = std::to_string(input.ConsumeIntegralInRange(-2, 9));
     std::vector<std::vector<std::string>> commands = {
@@ -239,8 +203,7 @@ void checkCommands(FuzzedDataProvider& input, const uint8_t* data, size_t size) 
         fuzzedArgs.push_back(input.ConsumeRandomLengthString(24));
     }
     commands.push_back(fuzzedArgs);
-    NullBuffer nothing;
-    std::ostream out(&nothing);
+    std::ostream out(nullptr);  // without a buffer every output is dropped
     for (const std::vector<std::string>& args : commands) {
         const int status = scenariolog::runScenarioLog(args, out, out, input.ConsumeBool());
         check(status >= 0 && status <= 2, "a command ends with 0, 1 or 2");
@@ -249,13 +212,22 @@ void checkCommands(FuzzedDataProvider& input, const uint8_t* data, size_t size) 
 
 }  // namespace
 
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+    if (mkdtemp(sFolder) == nullptr) abort();
+    atexit(removeFolder);
+    return 0;
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    checkLines(data, size);
+    const std::string folder = sFolder;
+    writeWhole(folder + "/" + kPreviewName, data, size);
+    writeWhole(folder + "/" + kCaptureName, data, size);
+    checkLines(folder + "/" + kPreviewName, data, size);
     FuzzedDataProvider input(data, size);
     const std::string name = input.ConsumeRandomLengthString(200);
     (void)scenariolog::parseLogFileName(name);
     checkRoundTrip(input);
     checkCompare(input);
-    checkCommands(input, data, size);
+    checkCommands(input);
     return 0;
 }

@@ -1,18 +1,15 @@
-// libFuzzer target: arbitrary parameters and text bytes through a recorder's
-// submit operations, NDD reports and hand-offs, the way pipeline threads make
-// them. Afterwards each request's records, walked buffer by buffer, must be
-// the lines of the successive-snprintf construction in submission order, each
-// at most 1,023 characters with its room rounded as documented, and every
-// headline must stay within 1,022 characters. Any difference aborts.
+// libFuzzer target: fuzzed submits, NDD reports and hand-offs. Each request's
+// stored lines must be the snprintf construction's, in submission order, at
+// most 1,023 characters in rooms rounded to 8; headlines stay within 1,022
+// characters. Any difference aborts.
 #include <cutils/properties.h>
-#include <dirent.h>
 #include <fuzzer/FuzzedDataProvider.h>
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
-#include <unistd.h>
 #include <zyncam/utils/ULog.h>
 
+#include <filesystem>
 #include <map>
 #include <string>
 #include <vector>
@@ -41,18 +38,14 @@ constexpr uint32_t kSomeModules[] = {0x00202001, 0x40007001, 0x00801000, 0x00207
 char gFolder[] = "/tmp/record_path_fuzz.XXXXXX";
 
 void removeFiles() {
-    DIR* folder = opendir(gFolder);
-    if (folder == nullptr) return;
-    while (dirent* entry = readdir(folder)) {
-        if (entry->d_name[0] == '.') continue;
-        unlinkat(dirfd(folder), entry->d_name, 0);
-    }
-    closedir(folder);
+    std::error_code ignored;
+    for (const auto& entry : std::filesystem::directory_iterator(gFolder, ignored))
+        std::filesystem::remove(entry.path(), ignored);
 }
 
 void removeFolder() {
-    removeFiles();
-    rmdir(gFolder);
+    std::error_code ignored;
+    std::filesystem::remove_all(gFolder, ignored);
 }
 
 void check(bool holds, const char* what, const std::string& detail = "") {
@@ -86,23 +79,17 @@ class Session {
     void play() {
         for (int i = 0; i < kMaxOperations && mInput.remaining_bytes() > 0; ++i) {
             const int requestNum = someNumber(mInput);
-            switch (mInput.ConsumeIntegralInRange(0, 4)) {
-                case 0:
-                    submitDecisions(requestNum, 1);
-                    break;
-                case 1:
-                    submitDecisions(requestNum, mInput.ConsumeIntegralInRange(2, kMaxBurst));
-                    break;
-                case 2:
-                    submitExecution(requestNum);
-                    break;
-                case 3:
-                    mRecorder.recordNddInfo(someNumber(mInput), requestNum, someNumber(mInput),
-                                            mInput.ConsumeBool());
-                    break;
-                default:
-                    mRecorder.printLog(requestNum);
-                    break;
+            const int operation = mInput.ConsumeIntegralInRange(0, 4);
+            if (operation <= 1) {
+                const int copies = operation == 0 ? 1 : mInput.ConsumeIntegralInRange(2, kMaxBurst);
+                submitDecisions(requestNum, copies);
+            } else if (operation == 2) {
+                submitExecution(requestNum);
+            } else if (operation == 3) {
+                mRecorder.recordNddInfo(someNumber(mInput), requestNum, someNumber(mInput),
+                                        mInput.ConsumeBool());
+            } else {
+                mRecorder.printLog(requestNum);
             }
         }
         for (const auto& request : mExpected) mRecorder.printLog(request.first);

@@ -4,6 +4,7 @@
 #include <zyncam/utils/ULog.h>
 
 #include <atomic>
+#include <utility>
 
 namespace testsupport {
 
@@ -13,21 +14,19 @@ using NSCam::Utils::ULog::ULogger;
 
 std::atomic<LogCapture*> gActive{nullptr};
 
+void capture(CapturedLine line) {
+    if (LogCapture* active = gActive.load()) active->add(std::move(line));
+}
+
 void androidLogger(const struct __android_logger_data* data, const char* message) {
-    LogCapture* capture = gActive.load();
-    if (capture == nullptr) return;
-    capture->add(
-        {CapturedLine::Sink::kAndroid, data->priority, data->tag ? data->tag : "", message, 0});
+    capture({CapturedLine::Sink::kAndroid, data->priority, data->tag ? data->tag : "", message, 0});
 }
 
 class CapturingULogger : public ULogger {
   public:
     void onLogLine(uint32_t moduleId, const char* tag, int level, const char* text,
                    size_t length) override {
-        LogCapture* capture = gActive.load();
-        if (capture == nullptr) return;
-        capture->add(
-            {CapturedLine::Sink::kUnified, level, tag, std::string(text, length), moduleId});
+        capture({CapturedLine::Sink::kUnified, level, tag, std::string(text, length), moduleId});
     }
 };
 

@@ -1,8 +1,8 @@
 #include "support/RecorderFiles.h"
 
 #include <cutils/properties.h>
-#include <dirent.h>
 
+#include <filesystem>
 #include <thread>
 
 #include "RecorderProperties.h"
@@ -42,17 +42,13 @@ bool waitFor(const std::function<bool()>& condition, std::chrono::milliseconds t
 }
 
 pid_t findServiceThread() {
-    DIR* tasks = opendir("/proc/self/task");
-    if (tasks == nullptr) return -1;
     pid_t found = -1;
-    while (dirent* entry = readdir(tasks)) {
-        if (entry->d_name[0] == '.') continue;
-        const std::string comm =
-            readFile(std::string("/proc/self/task/") + entry->d_name + "/comm");
+    std::error_code ignored;
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task", ignored)) {
         // The kernel keeps 15 characters of a thread's name.
-        if (comm == "ScenarioRecorde\n") found = static_cast<pid_t>(std::stoi(entry->d_name));
+        if (readFile(task.path() / "comm") == "ScenarioRecorde\n")
+            found = static_cast<pid_t>(std::stoi(task.path().filename()));
     }
-    closedir(tasks);
     return found;
 }
 

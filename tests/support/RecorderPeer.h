@@ -27,6 +27,7 @@ struct WalkedBuffer {
 class ScenarioRecorderTestPeer {
   public:
     using Buffer = ScenarioRecorder::Buffer;
+    using R = ScenarioRecorder;
 
     // Opens or closes the recorder for records without starting its thread.
     static void setReady(ScenarioRecorder& recorder, bool ready) { recorder.mReady.store(ready); }
@@ -69,43 +70,48 @@ class ScenarioRecorderTestPeer {
         return walked;
     }
 
-    static bool hasActive(ScenarioRecorder& recorder, int requestNum) {
-        std::lock_guard<std::mutex> lock(recorder.mBufferLock);
-        return recorder.mActiveBuffers.count(requestNum) != 0;
+    // `hold(lock), expression` evaluates the expression under `lock`: the
+    // guard lives to the end of the full expression.
+    static std::lock_guard<std::mutex> hold(std::mutex& lock) {
+        return std::lock_guard<std::mutex>(lock);
     }
-    static WalkedBuffer walkActive(ScenarioRecorder& recorder, int requestNum) {
-        std::lock_guard<std::mutex> lock(recorder.mBufferLock);
-        return walk(*recorder.mActiveBuffers.at(requestNum));
+    // The value at `key` of `map`, or null.
+    template <typename Map>
+    static auto* find(const Map& map, int key) {
+        auto it = map.find(key);
+        return it == map.end() ? nullptr : it->second.get();
     }
-    static Buffer* activeBuffer(ScenarioRecorder& recorder, int requestNum) {
-        std::lock_guard<std::mutex> lock(recorder.mBufferLock);
-        auto it = recorder.mActiveBuffers.find(requestNum);
-        return it == recorder.mActiveBuffers.end() ? nullptr : it->second.get();
+
+    static bool hasActive(R& r, int requestNum) {
+        return hold(r.mBufferLock), r.mActiveBuffers.count(requestNum) != 0;
     }
-    static std::vector<WalkedBuffer> walkPending(ScenarioRecorder& recorder) {
-        std::lock_guard<std::mutex> lock(recorder.mBufferLock);
-        std::vector<WalkedBuffer> walked;
-        for (const auto& buffer : recorder.mPendingBuffers) walked.push_back(walk(*buffer));
-        return walked;
+    static WalkedBuffer walkActive(R& r, int requestNum) {
+        return hold(r.mBufferLock), walk(*r.mActiveBuffers.at(requestNum));
     }
-    static size_t pendingCount(ScenarioRecorder& recorder) {
-        std::lock_guard<std::mutex> lock(recorder.mBufferLock);
-        return recorder.mPendingBuffers.size();
+    static Buffer* activeBuffer(R& r, int requestNum) {
+        return hold(r.mBufferLock), find(r.mActiveBuffers, requestNum);
     }
-    static size_t activeCount(ScenarioRecorder& recorder) {
-        std::lock_guard<std::mutex> lock(recorder.mBufferLock);
-        return recorder.mActiveBuffers.size();
-    }
-    static std::vector<Buffer*> freeBuffers(ScenarioRecorder& recorder) {
-        std::lock_guard<std::mutex> lock(recorder.mBufferLock);
+    // The buffers of `list`, which the caller reads under mBufferLock.
+    template <typename List>
+    static std::vector<Buffer*> pointers(const List& list) {
         std::vector<Buffer*> buffers;
-        for (const auto& buffer : recorder.mFreeBuffers) buffers.push_back(buffer.get());
+        for (const auto& buffer : list) buffers.push_back(buffer.get());
         return buffers;
     }
+    static std::vector<WalkedBuffer> walkPending(R& r) {
+        std::lock_guard<std::mutex> lock(r.mBufferLock);
+        std::vector<WalkedBuffer> walked;
+        for (const auto& buffer : r.mPendingBuffers) walked.push_back(walk(*buffer));
+        return walked;
+    }
+    static size_t pendingCount(R& r) { return hold(r.mBufferLock), r.mPendingBuffers.size(); }
+    static size_t activeCount(R& r) { return hold(r.mBufferLock), r.mActiveBuffers.size(); }
+    static std::vector<Buffer*> freeBuffers(R& r) {
+        return hold(r.mBufferLock), pointers(r.mFreeBuffers);
+    }
     // Moves the creation time of a request's active buffer `seconds` back.
-    static void ageActiveBuffer(ScenarioRecorder& recorder, int requestNum, int seconds) {
-        std::lock_guard<std::mutex> lock(recorder.mBufferLock);
-        recorder.mActiveBuffers.at(requestNum)->mCreateTime.tv_sec -= seconds;
+    static void ageActiveBuffer(R& r, int requestNum, int seconds) {
+        hold(r.mBufferLock), r.mActiveBuffers.at(requestNum)->mCreateTime.tv_sec -= seconds;
     }
     // Fills the request's active buffer so that `left` bytes remain, as if
     // records had been written; the filler is one record.
@@ -123,15 +129,11 @@ class ScenarioRecorderTestPeer {
 
     // Runs the service thread's headline merge on every pending buffer, as
     // if each were about to be written, and returns the headline lines.
-    static std::vector<std::string> mergePendingHeadlines(ScenarioRecorder& recorder) {
-        std::vector<Buffer*> pending;
-        {
-            std::lock_guard<std::mutex> lock(recorder.mBufferLock);
-            for (const auto& buffer : recorder.mPendingBuffers) pending.push_back(buffer.get());
-        }
+    static std::vector<std::string> mergePendingHeadlines(R& r) {
+        const std::vector<Buffer*> pending = (hold(r.mBufferLock), pointers(r.mPendingBuffers));
         std::vector<std::string> headlines;
         for (Buffer* buffer : pending) {
-            recorder.mergeHeadlineItems(buffer);
+            r.mergeHeadlineItems(buffer);
             headlines.emplace_back(reinterpret_cast<const LogHeader*>(buffer->mData)->text);
         }
         return headlines;
@@ -153,30 +155,18 @@ class ScenarioRecorderTestPeer {
         for (const auto& item : it->second) lengths.push_back(item.second);
         return lengths;
     }
-    static size_t headlineQueueCount(ScenarioRecorder& recorder) {
-        std::lock_guard<std::mutex> lock(recorder.mNddLock);
-        return recorder.mNddInfos.size();
+    static size_t headlineQueueCount(R& r) { return hold(r.mNddLock), r.mNddInfos.size(); }
+
+    static std::map<int, int> requestCounts(R& r) {
+        const auto& counts = r.mRequestRefCounts;
+        return hold(r.mRequestLock), std::map<int, int>(counts.begin(), counts.end());
     }
 
-    static std::map<int, int> requestCounts(ScenarioRecorder& recorder) {
-        std::lock_guard<std::mutex> lock(recorder.mRequestLock);
-        return std::map<int, int>(recorder.mRequestRefCounts.begin(),
-                                  recorder.mRequestRefCounts.end());
+    static FileWriter* defaultWriter(R& r) { return hold(r.mWriterLock), r.mDefaultWriter.get(); }
+    static FileWriter* requestWriter(R& r, int requestNum) {
+        return hold(r.mWriterLock), find(r.mFileWriters, requestNum);
     }
-
-    static FileWriter* defaultWriter(ScenarioRecorder& recorder) {
-        std::lock_guard<std::mutex> lock(recorder.mWriterLock);
-        return recorder.mDefaultWriter.get();
-    }
-    static FileWriter* requestWriter(ScenarioRecorder& recorder, int requestNum) {
-        std::lock_guard<std::mutex> lock(recorder.mWriterLock);
-        auto it = recorder.mFileWriters.find(requestNum);
-        return it == recorder.mFileWriters.end() ? nullptr : it->second.get();
-    }
-    static size_t writerCount(ScenarioRecorder& recorder) {
-        std::lock_guard<std::mutex> lock(recorder.mWriterLock);
-        return recorder.mFileWriters.size();
-    }
+    static size_t writerCount(R& r) { return hold(r.mWriterLock), r.mFileWriters.size(); }
 };
 
 // The short name the tests use.

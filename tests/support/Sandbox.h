@@ -1,7 +1,6 @@
-// Runs a piece of a test in a child process that is root of its own user and
-// mount namespaces, so it may mount a small tmpfs or chroot into a temporary
-// folder without touching the host. Whatever the child must report it leaves
-// in files outside its own mounts; the parent asserts on those.
+// Runs part of a test in a child that is root of its own user and mount
+// namespaces, free to mount a tmpfs or chroot without touching the host; it
+// reports through files outside its mounts, on which the parent asserts.
 #pragma once
 
 #include <errno.h>
@@ -43,12 +42,10 @@ inline bool setUpNamespaces(uid_t uid, gid_t gid) {
            mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr) == 0;
 }
 
-// A fork that enters new user and mount namespaces. unshare() after fork()
-// would not do: ThreadSanitizer restarts its helper thread in a forked child,
-// and a process with two threads can't enter a new user namespace. The raw
-// clone creates the namespaces with the child and runs no fork handlers; the
-// parent is single-threaded apart from sanitizer helpers, so no lock the child
-// needs is held by a thread it did not inherit.
+// A fork into new user and mount namespaces. Not unshare() after fork(): a
+// forked child under ThreadSanitizer has two threads, which can't enter a new
+// user namespace. The raw clone runs no fork handlers; the parent is single-
+// threaded but for sanitizer helpers, so the child needs no lock held elsewhere.
 inline pid_t forkIntoNamespaces() {
     return static_cast<pid_t>(syscall(SYS_clone, CLONE_NEWUSER | CLONE_NEWNS | SIGCHLD, nullptr,
                                       nullptr, nullptr, nullptr));
@@ -56,9 +53,8 @@ inline pid_t forkIntoNamespaces() {
 
 }  // namespace sandbox_detail
 
-// Runs `body` in the sandboxed child and returns its result as the child's
-// exit code: kSandboxUnavailable when the namespaces can't be made, -1 when
-// the child could not be started or died of a signal.
+// `body`'s result as the sandboxed child's exit code: kSandboxUnavailable
+// without namespaces, -1 when the child could not start or died of a signal.
 inline int runInSandbox(const std::function<int()>& body) {
     const uid_t uid = getuid();
     const gid_t gid = getgid();

@@ -1,8 +1,6 @@
 #include "support/TempDir.h"
 
-#include <dirent.h>
 #include <stdlib.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -27,14 +25,10 @@ TempDir::~TempDir() {
 
 std::vector<std::string> listFiles(const std::string& folder) {
     std::vector<std::string> names;
-    DIR* dir = opendir(folder.c_str());
-    if (dir == nullptr) return names;
-    while (dirent* entry = readdir(dir)) {
-        struct stat info;
-        const std::string path = folder + "/" + entry->d_name;
-        if (stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode)) names.push_back(entry->d_name);
+    std::error_code ignored;
+    for (const auto& entry : std::filesystem::directory_iterator(folder, ignored)) {
+        if (entry.is_regular_file(ignored)) names.push_back(entry.path().filename());
     }
-    closedir(dir);
     std::sort(names.begin(), names.end());
     return names;
 }
@@ -46,12 +40,15 @@ std::string readFile(const std::string& path) {
     return content.str();
 }
 
-std::vector<std::string> readLines(const std::string& path) {
+std::vector<std::string> splitLines(const std::string& text) {
     std::vector<std::string> lines;
-    std::istringstream in(readFile(path));
-    std::string line;
-    while (std::getline(in, line)) lines.push_back(line);
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) lines.push_back(line);
     return lines;
+}
+
+std::vector<std::string> readLines(const std::string& path) {
+    return splitLines(readFile(path));
 }
 
 void writeFile(const std::string& path, const std::string& content) {

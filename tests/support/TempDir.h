@@ -24,7 +24,8 @@ class TempDir {
 std::vector<std::string> listFiles(const std::string& folder);
 // Whole content of a file ("" when it cannot be read).
 std::string readFile(const std::string& path);
-// Lines of a file, without their newlines.
+// Lines of a text or a file, without their newlines.
+std::vector<std::string> splitLines(const std::string& text);
 std::vector<std::string> readLines(const std::string& path);
 // Creates or replaces `path` with `content`.
 void writeFile(const std::string& path, const std::string& content);
