@@ -10,9 +10,7 @@
 #include "support/RecorderFiles.h"
 #include "support/RecorderPeer.h"
 
-namespace NSCam {
-namespace TuningUtils {
-namespace scenariorecorder {
+namespace NSCam::TuningUtils::scenariorecorder {
 namespace {
 
 using Lines = std::vector<std::string>;
@@ -72,15 +70,6 @@ TEST_F(NddReports, NewUniqueKeyClosesTheOldSeriesBeforeOpeningTheNew) {
     EXPECT_EQ(testsupport::listFiles(mDir.path()).size(), 2u);
 }
 
-TEST_F(NddReports, ReportsAreIgnoredWhileTheRecorderIsNotStarted) {
-    Peer::setReady(mRecorder, false);
-    mRecorder.recordNddInfo(1, 2, 3, true);
-    mRecorder.recordNddInfo(4, 5, 6, false);
-    EXPECT_EQ(Peer::writerCount(mRecorder), 0u);
-    EXPECT_EQ(Peer::headlineQueueCount(mRecorder), 0u);
-    EXPECT_TRUE(testsupport::listFiles(mDir.path()).empty());
-}
-
 class Headline : public ::testing::Test {
   protected:
     std::string text() const {
@@ -93,31 +82,24 @@ class Headline : public ::testing::Test {
     testsupport::LogCapture mLogs;
 };
 
-TEST_F(Headline, ItemOf1022CharactersFitsAndOf1023OrNegativeLengthDoesNot) {
+// An item goes in only while 2 bytes stay free behind it, and is dropped
+// whole otherwise; a negative length is always dropped.
+TEST_F(Headline, FullHeadlineDropsEveryFurtherItemButEmptyOnes) {
     const std::string longest(1023, 'h');
     mRecorder.writeStringToHeadline(mBuffer.get(), longest.c_str(), 1023);
     mRecorder.writeStringToHeadline(mBuffer.get(), "abc", -1);
     EXPECT_EQ(text(), "");
-    EXPECT_EQ(
-        mLogs.unifiedLinesContaining("[writeStringToHeadline] Headline size is not enough").size(),
-        2u);
-    mRecorder.writeStringToHeadline(mBuffer.get(), longest.c_str(), 1022);
-    EXPECT_EQ(text(), longest.substr(0, 1022));
-    EXPECT_EQ(mBuffer->mHeadlineRemaining, 2u);
-}
-
-TEST_F(Headline, FullHeadlineDropsEveryFurtherItemButEmptyOnes) {
-    const std::string filler(1020, 'f');
-    mRecorder.writeStringToHeadline(mBuffer.get(), filler.c_str(), 1020);
-    mRecorder.writeStringToHeadline(mBuffer.get(), ", abc", 5);  // does not fit: dropped whole
-    mRecorder.writeStringToHeadline(mBuffer.get(), ", a", 2);    // fits: 1,022 used
+    mRecorder.writeStringToHeadline(mBuffer.get(), longest.c_str(), 1020);
+    mRecorder.writeStringToHeadline(mBuffer.get(), ", abc", 5);
+    mRecorder.writeStringToHeadline(mBuffer.get(), ", a", 2);  // 1,022 used
     mRecorder.writeStringToHeadline(mBuffer.get(), "x", 1);
     mRecorder.writeStringToHeadline(mBuffer.get(), "", 0);
-    EXPECT_EQ(text(), filler + ", ");
-    EXPECT_EQ(mLogs.unifiedLinesContaining("Headline size is not enough").size(), 2u);
+    EXPECT_EQ(text(), longest.substr(0, 1020) + ", ");
+    EXPECT_EQ(mBuffer->mHeadlineRemaining, 2u);
+    EXPECT_EQ(
+        mLogs.unifiedLinesContaining("[writeStringToHeadline] Headline size is not enough").size(),
+        4u);
 }
 
 }  // namespace
-}  // namespace scenariorecorder
-}  // namespace TuningUtils
-}  // namespace NSCam
+}  // namespace NSCam::TuningUtils::scenariorecorder

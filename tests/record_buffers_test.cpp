@@ -9,9 +9,7 @@
 #include "ScenarioRecorder.h"
 #include "support/RecorderPeer.h"
 
-namespace NSCam {
-namespace TuningUtils {
-namespace scenariorecorder {
+namespace NSCam::TuningUtils::scenariorecorder {
 namespace {
 
 constexpr uint64_t kData = ScenarioRecorder::kBufferDataSize;
@@ -53,6 +51,4 @@ TEST(LogBuffersDeathTest, OversizedReservationIsFatal) {
 }
 
 }  // namespace
-}  // namespace scenariorecorder
-}  // namespace TuningUtils
-}  // namespace NSCam
+}  // namespace NSCam::TuningUtils::scenariorecorder

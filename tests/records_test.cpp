@@ -11,9 +11,7 @@
 #include "ScenarioRecorder.h"
 #include "support/RecorderPeer.h"
 
-namespace NSCam {
-namespace TuningUtils {
-namespace scenariorecorder {
+namespace NSCam::TuningUtils::scenariorecorder {
 namespace {
 
 using testsupport::decisionParam;
@@ -75,12 +73,17 @@ TEST_F(Records, MarkedExecutionTextsOfAtMost1023CharactersAreQueuedForTheHeadlin
     EXPECT_EQ(walked().records.size(), 6u) << "every line is stored all the same";
 }
 
-TEST(RecordsNotReady, RecordsVanishBeforeStartAndAfterStop) {
+// NDD reports too: a recorder that never starts opens no file.
+TEST(RecordsNotReady, RecordsAndReportsVanishBeforeStartAndAfterStop) {
     ScenarioRecorder recorder;
     recorder.submitDecisionRecord(decisionParam(kRequest), "early");
     recorder.submitExecutionRecord(resultParam(kRequest, true), "early");
+    recorder.recordNddInfo(1, kRequest, 3, true);
+    recorder.recordNddInfo(4, 5, 6, false);
     EXPECT_EQ(Peer::activeCount(recorder), 0u);
     EXPECT_EQ(Peer::headlineQueueCount(recorder), 0u);
+    EXPECT_EQ(Peer::writerCount(recorder), 0u);
+    EXPECT_EQ(Peer::defaultWriter(recorder)->mFd, -1);
 
     Peer::setReady(recorder, true);
     recorder.submitDecisionRecord(decisionParam(kRequest), "accepted");
@@ -91,6 +94,4 @@ TEST(RecordsNotReady, RecordsVanishBeforeStartAndAfterStop) {
 }
 
 }  // namespace
-}  // namespace scenariorecorder
-}  // namespace TuningUtils
-}  // namespace NSCam
+}  // namespace NSCam::TuningUtils::scenariorecorder

@@ -8,9 +8,7 @@
 #include "support/RecorderPeer.h"
 #include "support/Records.h"
 
-namespace NSCam {
-namespace TuningUtils {
-namespace scenariorecorder {
+namespace NSCam::TuningUtils::scenariorecorder {
 namespace {
 
 using Counts = std::map<int, int>;
@@ -62,6 +60,4 @@ TEST(ScenarioLogPrinterOff, DisabledRecorderLeavesTheRegistryEmpty) {
 }
 
 }  // namespace
-}  // namespace scenariorecorder
-}  // namespace TuningUtils
-}  // namespace NSCam
+}  // namespace NSCam::TuningUtils::scenariorecorder

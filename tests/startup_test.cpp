@@ -58,9 +58,7 @@ REPLACED void operator delete(void* block, std::size_t) noexcept {
 }
 #endif
 
-namespace NSCam {
-namespace TuningUtils {
-namespace scenariorecorder {
+namespace NSCam::TuningUtils::scenariorecorder {
 namespace {
 
 using testsupport::findServiceThread;
@@ -88,29 +86,32 @@ TEST(StartupObjectDeathTest, OnlyValueOneStartsTheRecorderAndAnyNonZeroValueSwit
     }
 }
 
+// Ends with a running recorder destroyed: its thread stops with it.
 TEST(InitAndUnInit, ASecondInitIsRefusedAndAnInitAfterUnInitStartsAgain) {
     testsupport::TempDir dir;
     testsupport::RecorderProperties properties(dir.path(), 20);
     testsupport::LogCapture logs;
-    ScenarioRecorder recorder;
-    recorder.unInit();  // harmless before a start
-    EXPECT_FALSE(Peer::ready(recorder));
+    auto recorder = std::make_unique<ScenarioRecorder>();
+    recorder->unInit();  // harmless before a start
+    EXPECT_FALSE(Peer::ready(*recorder));
 
-    recorder.init();
+    recorder->init();
     pid_t first = -1;
     ASSERT_TRUE(waitFor([&] { return (first = findServiceThread()) > 0; }));
-    recorder.init();
+    recorder->init();
     EXPECT_EQ(logs.unifiedLinesContaining("[init] already started; ignored").size(), 1u);
     EXPECT_EQ(findServiceThread(), first);
-    recorder.unInit();
-    EXPECT_FALSE(Peer::ready(recorder));
+    recorder->unInit();
+    EXPECT_FALSE(Peer::ready(*recorder));
     // A joined thread's task entry may linger for a moment.
     EXPECT_TRUE(waitFor([] { return findServiceThread() == -1; }));
 
-    recorder.init();
-    recorder.submitDecisionRecord(testsupport::decisionParam(3), "accepted again");
-    EXPECT_TRUE(Peer::hasActive(recorder, 3));
-    recorder.unInit();
+    recorder->init();
+    recorder->submitDecisionRecord(testsupport::decisionParam(3), "accepted again");
+    EXPECT_TRUE(Peer::hasActive(*recorder, 3));
+    ASSERT_TRUE(waitFor([] { return findServiceThread() > 0; }));
+    recorder.reset();
+    EXPECT_TRUE(waitFor([] { return findServiceThread() == -1; }));
 }
 
 // Each operation meets one failing allocation: none throws, each reports it
@@ -173,18 +174,5 @@ TEST(InitAndUnInit, AFailedAllocationNeverReachesTheCallerAndTheRecorderGoesOn) 
         (std::vector<std::string>{"[UKey: 5][ReqNum: 7]", testsupport::decisionLine("written")}));
 }
 
-TEST(InitAndUnInit, DestroyingARunningRecorderStopsItsThread) {
-    testsupport::TempDir dir;
-    testsupport::RecorderProperties properties(dir.path(), 20);
-    {
-        ScenarioRecorder recorder;
-        recorder.init();
-        ASSERT_TRUE(waitFor([] { return findServiceThread() > 0; }));
-    }
-    EXPECT_TRUE(waitFor([] { return findServiceThread() == -1; }));
-}
-
 }  // namespace
-}  // namespace scenariorecorder
-}  // namespace TuningUtils
-}  // namespace NSCam
+}  // namespace NSCam::TuningUtils::scenariorecorder
