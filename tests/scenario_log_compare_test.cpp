@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <map>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -86,19 +88,31 @@ TEST(ScenarioLogDiff, ShowsKeysOnlyInEitherAndMarksWhatChanged) {
     EXPECT_THAT(same.out, HasSubstr("\nidentical\n"));
 }
 
-TEST(ScenarioLogDiff, TroubleIsOneLineAndStatusTwo) {
+// Bad usage, checked before any input is read, and any trouble of diff: one
+// line on stderr, nothing on stdout, status 2.
+TEST(ScenarioLogCommandLine, BadUsageAndDiffTroubleGiveOneLineAndExitTwo) {
     TempDir a, b, empty;
     writePair(a, b);
-    for (const auto& args :
-         std::vector<std::vector<std::string>>{{"diff", a.path() + ":99", b.path() + ":7"},
-                                               {"diff", empty.path() + ":7", b.path() + ":7"},
-                                               {"diff", a.path() + ":7"},
-                                               {"diff", "--req", "7", a.path(), b.path()}}) {
+    const std::map<char, std::string> folders{
+        {'A', a.path()}, {'B', b.path()}, {'E', empty.path()}};
+    for (const std::string usage :
+         {"", "list in", "show in", "show --req seven in", "summary --module 3A in",
+          "grep --colour in", "summary --json=yes in", "summary", "diff A:99 B:7", "diff E:7 B:7",
+          "diff A:7", "diff --req 7 A B"}) {
+        std::istringstream words(usage);
+        std::vector<std::string> args;
+        for (std::string word; words >> word;) {
+            const auto folder = folders.find(word[0]);
+            args.push_back(folder == folders.end() ? word : folder->second + word.substr(1));
+        }
         const ReaderRun result = runReader(args);
-        EXPECT_EQ(result.code, 2) << args[1];
+        EXPECT_EQ(result.code, kExitUsage) << usage;
         EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
         EXPECT_EQ(result.out, "");
     }
+    const ReaderRun help = runReader({"grep", "--help"});
+    EXPECT_EQ(help.code, kExitClean);
+    EXPECT_THAT(help.out, HasSubstr("substring"));
 }
 
 // Blocks arrive out of number order, as requests end; one key flips at 6,

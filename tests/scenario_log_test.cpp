@@ -4,8 +4,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <iterator>
-#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -173,20 +171,4 @@ TEST(ScenarioLogReport, JsonLinesCarryRecordsAndProblems) {
                       "\"decision\":\"TOP_CONTROL\",\"text\":\"q\\\"\\u0001\xc3\xa9\\u00ff\"}",
                   "{\"type\":\"problem\",\"file\":" + jsonString(file) +
                       ",\"line\":3,\"reason\":\"last line has no line break (torn write)\"}"}));
-}
-
-// Usage is checked before any input is read.
-TEST(ScenarioLogCommandLine, BadUsageGivesOneLineAndExitTwo) {
-    for (const std::string usage :
-         {"", "list in", "show in", "show --req seven in", "summary --module 3A in",
-          "grep --colour in", "summary --json=yes in", "summary"}) {
-        std::istringstream words(usage);
-        const ReaderRun result = runReader({std::istream_iterator<std::string>(words), {}});
-        EXPECT_EQ(result.code, kExitUsage) << usage;
-        EXPECT_EQ(splitLines(result.err).size(), 1u) << result.err;
-        EXPECT_EQ(result.out, "");
-    }
-    const ReaderRun help = runReader({"grep", "--help"});
-    EXPECT_EQ(help.code, kExitClean);
-    EXPECT_THAT(help.out, HasSubstr("substring"));
 }
