@@ -312,14 +312,21 @@ TEST(ClockFaults, ForwardJumpExpiresBuffersOnePerIdlePassAndABackwardJumpNone) {
     EXPECT_GT(seen.size(), 10u) << "expired one per idle pass, not all at once";
     EXPECT_TRUE(Peer::hasActive(recorder, kFuture));
 
-    // Ages are whole seconds of the wall clock, 12 and more: some tick by.
+    // Ages are whole seconds of the wall clock, 12 and more: some tick by, many
+    // on a loaded machine, where the idle thread at nice 19 runs last.
     const Lines expired = started.logs.unifiedLinesContaining("expired");
     EXPECT_EQ(expired.size(), static_cast<size_t>(kFuture));
-    for (int request = 0; request < kFuture; ++request) {
-        const std::string line = "[serviceThreadEntry] Request(" + std::to_string(request) +
-                                 ")'s buffer is expired. It's life time is(1";
-        EXPECT_EQ(countStartingWith(expired, line), 1u) << line;
+    std::vector<int> ages(kFuture, 0);
+    for (const std::string& line : expired) {
+        int request = -1, age = 0;
+        if (sscanf(line.c_str(),
+                   "[serviceThreadEntry] Request(%d)'s buffer is expired. It's life time is(%d)",
+                   &request, &age) == 2 &&
+            request >= 0 && request < kFuture)
+            ages[request] = age;
     }
+    for (int request = 0; request < kFuture; ++request)
+        EXPECT_GE(ages[request], 12) << "request " << request;
     recorder.printLog(kFuture);
     recorder.unInit();
     for (int request = 0; request <= kFuture; ++request)
