@@ -99,23 +99,37 @@ bool parseHeadline(std::string_view text, ParsedLine& parsed) {
     return true;
 }
 
-// Takes "<name>]" into `name`; false when the name is empty or unclosed.
-bool takeName(std::string_view& text, std::string_view& name) {
+// The readers below take the rest of the line by value and say how many
+// bytes they read, so that the rest stays in registers in parseRecord(): a
+// view whose address escapes is stored and loaded around every call.
+
+// Reads "<name>]" into `name`. Returns the bytes read, 0 when the name is
+// empty or unclosed.
+std::size_t readName(std::string_view text, std::string_view& name) {
     const std::size_t length = nameLength(text);
-    if (length == 0) return false;
+    if (length == 0) return 0;
     name = std::string_view(text.data(), length);
-    text.remove_prefix(length + 1);
-    return true;
+    return length + 1;
 }
 
-bool takeOutcome(std::string_view& text, Record& record) {
-    if (takeLiteral(text, kDecisionPiece)) {
+// Reads "[Decision: <name>]" or "[<stage>][Result: <name>]". Returns the bytes
+// read, 0 when neither is there.
+std::size_t readOutcome(std::string_view text, Record& record) {
+    std::string_view rest = text;
+    std::size_t taken = 0;
+    if (takeLiteral(rest, kDecisionPiece)) {
         record.kind = RecordKind::kDecision;
-        return takeName(text, record.decision);
+        taken = readName(rest, record.decision);
+    } else {
+        record.kind = RecordKind::kExecution;
+        if (!take(rest, '[')) return 0;
+        taken = readName(rest, record.stage);
+        if (taken == 0) return 0;
+        rest.remove_prefix(taken);
+        if (!takeLiteral(rest, kResultPiece)) return 0;
+        taken = readName(rest, record.result);
     }
-    record.kind = RecordKind::kExecution;
-    return take(text, '[') && takeName(text, record.stage) && takeLiteral(text, kResultPiece) &&
-           takeName(text, record.result);
+    return taken == 0 ? 0 : text.size() - rest.size() + taken;
 }
 
 // The number pieces at the start of `text`.
@@ -151,7 +165,11 @@ bool parseRecord(std::string_view text, ParsedLine& parsed) {
         return false;
     }
     const char* keyStart = text.data();
-    if (!takeName(text, record.module) || !takeOutcome(text, record) || !take(text, ' ')) {
+    std::size_t taken = readName(text, record.module);
+    text.remove_prefix(taken);
+    taken = taken == 0 ? 0 : readOutcome(text, record);
+    text.remove_prefix(taken);
+    if (taken == 0 || !take(text, ' ')) {
         parsed.reason = kBadRecord;
         return false;
     }
