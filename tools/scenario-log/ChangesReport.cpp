@@ -290,7 +290,7 @@ void ChangesReport::Timeline::printKeyJson(std::ostream& out, const KeyHistory& 
 
 ChangesReport::ChangesReport(std::ostream& out, const ChangesStyle& style,
                              const RecordFilter& filter)
-    : mOut(out), mStyle(style), mFilter(filter) {}
+    : mOut(out), mStyle(style), mFilter(filter), mFiltered(!filter.empty()) {}
 
 ChangesReport::~ChangesReport() = default;
 
@@ -304,7 +304,7 @@ ChangesReport::Timeline& ChangesReport::timeline(SeriesKind kind) {
 }
 
 void ChangesReport::onRecord(const LineContext& context, const Record& record) {
-    if (!mFilter.matches(record)) return;
+    if (mFiltered && !mFilter.matches(record)) return;
     if (!context.request) {
         ++mUnknownRequestRecords;
         return;

@@ -330,6 +330,11 @@ bool RecordFilter::matches(const Record& record) const {
     return !text || record.text.find(*text) != std::string_view::npos;
 }
 
+bool RecordFilter::empty() const {
+    return !module && !decision && !stage && !result && !sensorId && !frameNum && !magicNum &&
+           !text;
+}
+
 CommandLine parseCommandLine(const std::vector<std::string>& args) {
     return Parser(args).run();
 }
