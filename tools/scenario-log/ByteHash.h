@@ -1,6 +1,7 @@
 // A fast, non-cryptographic hash of bytes, eight at a time, for tables of
-// names and for counting distinct texts; equal bytes hash equal. Short inputs
-// (names) cost one or two loads and a multiplication, without a call.
+// names and for counting distinct texts (equal bytes hash equal; short
+// inputs cost one or two loads and a multiplication, without a call), and a
+// compact set of such hashes.
 #pragma once
 
 #include <cstdint>
@@ -52,8 +53,8 @@ inline std::uint64_t hashBytes(std::string_view bytes, std::uint64_t seed) {
     }
     if (size == 0) return hash;
     const auto byte = [data](std::size_t i) { return static_cast<unsigned char>(data[i]); };
-    return mixHash(hash, std::uint64_t{byte(0)} << 16 | std::uint64_t{byte(size / 2)} << 8 |
-                             byte(size - 1));
+    return mixHash(
+        hash, std::uint64_t{byte(0)} << 16 | std::uint64_t{byte(size / 2)} << 8 | byte(size - 1));
 }
 
 // A set of 64-bit hashes in one array (open addressing, doubled when half

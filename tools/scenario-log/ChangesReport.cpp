@@ -121,9 +121,11 @@ class ChangesReport::Timeline {
     std::vector<std::size_t> mHistoryOfKey;  // by key number: history index + 1, 0 for none
     std::vector<KeyHistory> mHistories;      // in the order keys first appear
     std::vector<PendingTexts> mPending;      // by history index
-    // The requests in the window, each with the histories that have a text in it.
-    std::map<int, std::vector<std::size_t>> mWindow;
-    std::map<int, std::vector<std::size_t>>::iterator mCurrent = mWindow.end();  // of the last record
+    // The requests in the window, each with the histories that have a text in
+    // it; mCurrent is the request of the last record, or end().
+    using Window = std::map<int, std::vector<std::size_t>>;
+    Window mWindow;
+    Window::iterator mCurrent = mWindow.end();
     std::uint64_t mRequests = 0;
     int mFirst = 0;
     int mLast = 0;
@@ -240,8 +242,8 @@ void ChangesReport::Timeline::printKeyText(std::ostream& out, const KeyHistory& 
     if (history.churning()) {
         const std::size_t distinct = history.distinctTexts();
         out << "  " << range << "  " << distinct
-            << (distinct == KeyHistory::kCountedTexts ? " or more" : "")
-            << " distinct texts in " << history.requests() << " requests (--all lists them)\n";
+            << (distinct == KeyHistory::kCountedTexts ? " or more" : "") << " distinct texts in "
+            << history.requests() << " requests (--all lists them)\n";
         return;
     }
     if (history.runs().size() == 1) {

@@ -103,7 +103,7 @@ class ChangesReport : public SeriesVisitor {
     std::ostream& mOut;
     ChangesStyle mStyle;
     RecordFilter mFilter;
-    bool mFiltered;  // some filter was given
+    bool mFiltered;        // some filter was given
     RecordKeyTable mKeys;  // of every timeline
     std::map<SeriesKind, std::unique_ptr<Timeline>> mTimelines;
     Timeline* mLastTimeline = nullptr;  // of the last record taken

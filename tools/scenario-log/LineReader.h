@@ -39,7 +39,8 @@ class LineReader {
             const char* start = mChunk.data() + mChunkPos;
             const void* newline = std::memchr(start, '\n', mChunkEnd - mChunkPos);
             if (newline != nullptr) {
-                const auto length = static_cast<std::size_t>(static_cast<const char*>(newline) - start);
+                const auto length =
+                    static_cast<std::size_t>(static_cast<const char*>(newline) - start);
                 if (length <= kMaxLineBytes) {
                     line.text = std::string_view(start, length);
                     line.number = ++mLineNumber;

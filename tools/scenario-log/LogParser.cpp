@@ -25,8 +25,8 @@ constexpr const char* kBadNumberPiece = "malformed sensor, frame or magic number
 constexpr const char* kNoForm = "neither a headline nor a record line";
 constexpr const char* kBadRecord = "record line cut short or malformed";
 
-// The position of the first ']' in `text`, or its size when there is none.
-// Names are short: eight bytes at a time beats a call to memchr.
+// The position of the first ']' in `text`, or its size when there is none;
+// eight bytes at a time, inline, as names are short.
 std::size_t findClosingBracket(std::string_view text) {
     constexpr std::uint64_t kOnes = 0x0101010101010101ull;
     constexpr std::uint64_t kHighBits = 0x8080808080808080ull;
@@ -137,15 +137,19 @@ bool readNumbers(std::string_view& text, Record& record) {
     record.sensorId.reset();
     record.frameNum.reset();
     record.magicNum.reset();
-    bool broken = false;
-    const auto readPiece = [&text, &broken](std::size_t taken) {
-        broken = broken || taken == std::string_view::npos;
-        if (!broken) text.remove_prefix(taken);
-    };
-    readPiece(readNumberPiece(text, kSensorPiece, record.sensorId));
-    if (!broken) readPiece(readNumberPiece(text, kFramePiece, record.frameNum));
-    if (!broken) readPiece(readNumberPiece(text, kMagicPiece, record.magicNum));
-    return !broken;
+    constexpr std::size_t kBroken = std::string_view::npos;
+    std::size_t taken = readNumberPiece(text, kSensorPiece, record.sensorId);
+    if (taken != kBroken) {
+        text.remove_prefix(taken);
+        taken = readNumberPiece(text, kFramePiece, record.frameNum);
+    }
+    if (taken != kBroken) {
+        text.remove_prefix(taken);
+        taken = readNumberPiece(text, kMagicPiece, record.magicNum);
+    }
+    if (taken == kBroken) return false;
+    text.remove_prefix(taken);
+    return true;
 }
 
 // Sets every field of the record one by one: clearing the whole ParsedLine
