@@ -111,6 +111,7 @@ class ChangesReport::Timeline {
     };
 
     std::size_t historyIndex(std::size_t key);
+    void countRequest(int request);
     void flushLowest();
     void printKeyText(std::ostream& out, const KeyHistory& history) const;
     void printKeyJson(std::ostream& out, const KeyHistory& history) const;
@@ -172,6 +173,14 @@ std::size_t ChangesReport::Timeline::historyIndex(std::size_t key) {
 
 void ChangesReport::Timeline::add(int request, std::size_t key, std::string_view text) {
     const std::size_t history = historyIndex(key);
+    // A request below every one of a full window would leave it again at
+    // once, record by record (as when a second session's requests start
+    // again from 0): it goes to its key's history directly.
+    if (mWindow.size() == kReorderWindow && request < mWindow.begin()->first) {
+        countRequest(request);
+        mHistories[history].observe(request, text);
+        return;
+    }
     if (mCurrent == mWindow.end() || mCurrent->first != request) {
         mCurrent = mWindow.try_emplace(request).first;
     }
@@ -186,12 +195,16 @@ void ChangesReport::Timeline::add(int request, std::size_t key, std::string_view
     if (mWindow.size() > kReorderWindow) flushLowest();
 }
 
-void ChangesReport::Timeline::flushLowest() {
-    const auto lowest = mWindow.begin();
-    const int request = lowest->first;
+void ChangesReport::Timeline::countRequest(int request) {
     if (mRequests++ == 0) mFirst = mLast = request;
     mFirst = std::min(mFirst, request);
     mLast = std::max(mLast, request);
+}
+
+void ChangesReport::Timeline::flushLowest() {
+    const auto lowest = mWindow.begin();
+    const int request = lowest->first;
+    countRequest(request);
     for (const std::size_t history : lowest->second) {
         PendingTexts& pending = mPending[history];
         PendingText* entry = pending.find(request);
