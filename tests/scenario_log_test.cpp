@@ -151,6 +151,23 @@ TEST(ScenarioLogReport, ProblemsAreListedAndTheReportGoesOn) {
         HasSubstr("total: 3 series, 6 files, 12 records (3 of unknown request), 9 problems"));
 }
 
+// A NUL byte makes its line a problem; the lines around it, read in the same
+// chunk of the file, still count.
+TEST(ScenarioLogReport, LineWithANulByteIsAProblem) {
+    TempDir dir;
+    const std::string nul(1, '\0');
+    writeFile(dir.file(kPreview + "01.txt"),
+              "[UKey: 42][ReqNum: 5]\n"
+              "[ModuleName: 3A][Decision: A" +
+                  nul +
+                  "B] t\n"
+                  "[ModuleName: 3A][Decision: AB] t\n");
+    const ReaderRun result = runReader({"summary", dir.path()});
+    EXPECT_EQ(result.code, kExitProblems);
+    EXPECT_EQ(result.err, dir.file(kPreview + "01.txt") + ":2: contains a NUL byte\n");
+    EXPECT_THAT(result.out, HasSubstr("records 1 (decision 1, execution 0)"));
+}
+
 // With --json every line on standard output is one object, problems
 // included, whatever bytes the record text holds.
 TEST(ScenarioLogReport, JsonLinesCarryRecordsAndProblems) {

@@ -1,5 +1,8 @@
 #include "ChangesReport.h"
 
+#include <algorithm>
+#include <cstring>
+
 #include "Json.h"
 #include "TextCompare.h"
 
@@ -17,18 +20,18 @@ std::string requestRange(int first, int last) {
 
 }  // namespace
 
-void KeyHistory::observe(int request, const std::string& text) {
+void KeyHistory::observe(int request, std::string_view text) {
     if (mRequests++ == 0) mFirst = mLast = request;
     mFirst = std::min(mFirst, request);
     mLast = std::max(mLast, request);
     const bool sameAsLast = mRunCount > 0 && sameText(mLastText, text, mStyle.ignoreNumbers);
     if (!sameAsLast) {
         ++mRunCount;
-        mLastText = text;
+        mLastText.assign(text);
     }
     if (mCollapsed) {
         if (!sameAsLast && mTextHashes.size() < kCountedTexts) {
-            mTextHashes.insert(textHash(text, mStyle.ignoreNumbers));
+            mTextHashes.insert(textHash(mLastText, mStyle.ignoreNumbers));
         }
         return;
     }
@@ -39,7 +42,7 @@ void KeyHistory::observe(int request, const std::string& text) {
         ++run.requests;
         return;
     }
-    mRuns.push_back({request, request, 1, text});
+    mRuns.push_back({request, request, 1, mLastText});
     if (!mStyle.all && mRuns.size() > kKeptRuns) collapse();
 }
 
@@ -55,7 +58,7 @@ void KeyHistory::collapse() {
 
 std::size_t KeyHistory::distinctTexts() const {
     if (mCollapsed) return mTextHashes.size();
-    std::unordered_set<std::uint64_t> hashes;
+    HashSet hashes;
     for (const TextRun& run : mRuns) {
         if (hashes.size() == kCountedTexts) break;
         hashes.insert(textHash(run.text, mStyle.ignoreNumbers));
@@ -70,52 +73,145 @@ bool KeyHistory::churning() const {
 // The requests of one series kind, in number order.
 class ChangesReport::Timeline {
   public:
-    Timeline(SeriesKind kind, const ChangesStyle& style) : mKind(kind), mStyle(style) {}
+    Timeline(SeriesKind kind, const ChangesStyle& style, const RecordKeyTable& keys)
+        : mKind(kind), mStyle(style), mKeys(keys) {}
 
-    void add(int request, const Record& record);
+    void add(int request, std::size_t key, std::string_view text);
     void finish();
     void print(std::ostream& out) const;
     std::size_t keys() const { return mHistories.size(); }
 
   private:
+    // A key's text in one request of the window, in a buffer that is only
+    // ever grown, so that appending is a copy and no allocation.
+    struct PendingText {
+        int request = 0;
+        std::size_t length = 0;
+        std::vector<char> bytes;  // the text is the first `length`
+
+        std::string_view text() const { return {bytes.data(), length}; }
+        void append(std::string_view piece) {
+            if (length + piece.size() > bytes.size()) {
+                bytes.resize(std::max(bytes.size() * 2, length + piece.size()));
+            }
+            std::memcpy(bytes.data() + length, piece.data(), piece.size());
+            length += piece.size();
+        }
+    };
+    // The texts of one key in the window. Entries [0, used) are live; the
+    // ones after keep their buffers for the next requests.
+    struct PendingTexts {
+        std::vector<PendingText> entries;
+        std::size_t used = 0;
+        std::size_t recent = 0;  // the entry found last
+
+        PendingText* find(int request);
+        PendingText& add(int request);
+        void remove(PendingText& entry);
+    };
+
+    std::size_t historyIndex(std::size_t key);
+    void countRequest(int request);
     void flushLowest();
-    std::size_t keyIndex(const Record& record);
     void printKeyText(std::ostream& out, const KeyHistory& history) const;
     void printKeyJson(std::ostream& out, const KeyHistory& history) const;
 
     SeriesKind mKind;
     const ChangesStyle& mStyle;
-    std::map<RecordKey, std::size_t, RecordKeyLess> mKeyIndex;
-    std::vector<KeyHistory> mHistories;                         // in the order keys first appear
-    std::map<int, std::map<std::size_t, std::string>> mWindow;  // request -> key -> text
+    const RecordKeyTable& mKeys;
+    std::vector<std::size_t> mHistoryOfKey;  // by key number: history index + 1, 0 for none
+    std::vector<KeyHistory> mHistories;      // in the order keys first appear
+    std::vector<PendingTexts> mPending;      // by history index
+    // The requests in the window, each with the histories that have a text in
+    // it; mCurrent is the request of the last record, or end().
+    using Window = std::map<int, std::vector<std::size_t>>;
+    Window mWindow;
+    Window::iterator mCurrent = mWindow.end();
     std::uint64_t mRequests = 0;
     int mFirst = 0;
     int mLast = 0;
 };
 
-std::size_t ChangesReport::Timeline::keyIndex(const Record& record) {
-    const RecordKeyView view = RecordKeyView::of(record);
-    const auto found = mKeyIndex.find(view);
-    if (found != mKeyIndex.end()) return found->second;
-    mHistories.emplace_back(RecordKey(view), mStyle);
-    mKeyIndex.emplace(RecordKey(view), mHistories.size() - 1);
-    return mHistories.size() - 1;
+ChangesReport::Timeline::PendingText* ChangesReport::Timeline::PendingTexts::find(int request) {
+    if (recent < used && entries[recent].request == request) return &entries[recent];
+    for (std::size_t i = 0; i < used; ++i) {
+        if (entries[i].request != request) continue;
+        recent = i;
+        return &entries[i];
+    }
+    return nullptr;
 }
 
-void ChangesReport::Timeline::add(int request, const Record& record) {
-    const std::size_t key = keyIndex(record);
-    auto [slot, added] = mWindow[request].try_emplace(key, record.text);
-    if (!added) slot->second.append(" | ").append(record.text);
+ChangesReport::Timeline::PendingText& ChangesReport::Timeline::PendingTexts::add(int request) {
+    if (used == entries.size()) entries.emplace_back();
+    recent = used++;
+    PendingText& entry = entries[recent];
+    entry.request = request;
+    entry.length = 0;
+    return entry;
+}
+
+void ChangesReport::Timeline::PendingTexts::remove(PendingText& entry) {
+    PendingText& last = entries[--used];
+    if (&entry != &last) {
+        entry.request = last.request;
+        entry.length = last.length;
+        entry.bytes.swap(last.bytes);
+    }
+}
+
+std::size_t ChangesReport::Timeline::historyIndex(std::size_t key) {
+    if (key >= mHistoryOfKey.size()) mHistoryOfKey.resize(mKeys.size(), 0);
+    std::size_t& index = mHistoryOfKey[key];
+    if (index == 0) {
+        mHistories.emplace_back(mKeys.key(key), mStyle);
+        mPending.emplace_back();
+        index = mHistories.size();
+    }
+    return index - 1;
+}
+
+void ChangesReport::Timeline::add(int request, std::size_t key, std::string_view text) {
+    const std::size_t history = historyIndex(key);
+    // A request below every one of a full window would leave it again at
+    // once, record by record (as when a second session's requests start
+    // again from 0): it goes to its key's history directly.
+    if (mWindow.size() == kReorderWindow && request < mWindow.begin()->first) {
+        countRequest(request);
+        mHistories[history].observe(request, text);
+        return;
+    }
+    if (mCurrent == mWindow.end() || mCurrent->first != request) {
+        mCurrent = mWindow.try_emplace(request).first;
+    }
+    PendingTexts& pending = mPending[history];
+    if (PendingText* entry = pending.find(request)) {
+        entry->append(" | ");
+        entry->append(text);
+    } else {
+        pending.add(request).append(text);
+        mCurrent->second.push_back(history);
+    }
     if (mWindow.size() > kReorderWindow) flushLowest();
 }
 
-void ChangesReport::Timeline::flushLowest() {
-    auto lowest = mWindow.begin();
-    const int request = lowest->first;
+void ChangesReport::Timeline::countRequest(int request) {
     if (mRequests++ == 0) mFirst = mLast = request;
     mFirst = std::min(mFirst, request);
     mLast = std::max(mLast, request);
-    for (const auto& [key, text] : lowest->second) mHistories[key].observe(request, text);
+}
+
+void ChangesReport::Timeline::flushLowest() {
+    const auto lowest = mWindow.begin();
+    const int request = lowest->first;
+    countRequest(request);
+    for (const std::size_t history : lowest->second) {
+        PendingTexts& pending = mPending[history];
+        PendingText* entry = pending.find(request);
+        mHistories[history].observe(request, entry->text());
+        pending.remove(*entry);
+    }
+    if (mCurrent == lowest) mCurrent = mWindow.end();
     mWindow.erase(lowest);
 }
 
@@ -138,11 +234,17 @@ void ChangesReport::Timeline::print(std::ostream& out) const {
         out << "== " << seriesKindName(mKind) << " requests " << requestRange(mFirst, mLast) << ": "
             << mRequests << " requests, " << mHistories.size() << " keys\n";
     }
-    for (const auto& [key, index] : mKeyIndex) {
+    std::vector<const KeyHistory*> sorted;
+    sorted.reserve(mHistories.size());
+    for (const KeyHistory& history : mHistories) sorted.push_back(&history);
+    std::sort(sorted.begin(), sorted.end(), [](const KeyHistory* a, const KeyHistory* b) {
+        return RecordKeyLess()(a->key(), b->key());
+    });
+    for (const KeyHistory* history : sorted) {
         if (mStyle.json) {
-            printKeyJson(out, mHistories[index]);
+            printKeyJson(out, *history);
         } else {
-            printKeyText(out, mHistories[index]);
+            printKeyText(out, *history);
         }
     }
 }
@@ -151,9 +253,10 @@ void ChangesReport::Timeline::printKeyText(std::ostream& out, const KeyHistory& 
     out << history.key().module << " " << history.key().label();
     const std::string range = requestRange(history.first(), history.last());
     if (history.churning()) {
-        out << "  " << range << "  " << history.distinctTexts()
-            << (history.distinctTexts() == KeyHistory::kCountedTexts ? " or more" : "")
-            << " distinct texts in " << history.requests() << " requests (--all lists them)\n";
+        const std::size_t distinct = history.distinctTexts();
+        out << "  " << range << "  " << distinct
+            << (distinct == KeyHistory::kCountedTexts ? " or more" : "") << " distinct texts in "
+            << history.requests() << " requests (--all lists them)\n";
         return;
     }
     if (history.runs().size() == 1) {
@@ -202,21 +305,28 @@ void ChangesReport::Timeline::printKeyJson(std::ostream& out, const KeyHistory& 
 
 ChangesReport::ChangesReport(std::ostream& out, const ChangesStyle& style,
                              const RecordFilter& filter)
-    : mOut(out), mStyle(style), mFilter(filter) {}
+    : mOut(out), mStyle(style), mFilter(filter), mFiltered(!filter.empty()) {}
 
 ChangesReport::~ChangesReport() = default;
 
+ChangesReport::Timeline& ChangesReport::timeline(SeriesKind kind) {
+    if (mLastTimeline != nullptr && mLastKind == kind) return *mLastTimeline;
+    auto& timeline = mTimelines[kind];
+    if (!timeline) timeline = std::make_unique<Timeline>(kind, mStyle, mKeys);
+    mLastTimeline = timeline.get();
+    mLastKind = kind;
+    return *timeline;
+}
+
 void ChangesReport::onRecord(const LineContext& context, const Record& record) {
-    if (!mFilter.matches(record)) return;
+    if (mFiltered && !mFilter.matches(record)) return;
     if (!context.request) {
         ++mUnknownRequestRecords;
         return;
     }
     const int request = *context.request;
     if ((mStyle.from && request < *mStyle.from) || (mStyle.to && request > *mStyle.to)) return;
-    auto& timeline = mTimelines[context.file->name.kind];
-    if (!timeline) timeline = std::make_unique<Timeline>(context.file->name.kind, mStyle);
-    timeline->add(request, record);
+    timeline(context.file->name.kind).add(request, mKeys.idOf(record), record.text);
 }
 
 void ChangesReport::finish() {

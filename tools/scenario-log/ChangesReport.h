@@ -9,6 +9,9 @@
 // first. A key's text in a request is its records' texts joined by " | ".
 // Memory: the window, and per key its runs (only up to kKeptRuns unless every
 // run is asked for) and the hashes of up to kCountedTexts distinct texts.
+// Records are looked up by key number (RecordKeyTable), once per record; the
+// window keeps each key's texts with the key, and a text is copied into the
+// key's history only where a run changes.
 #pragma once
 
 #include <cstdint>
@@ -17,11 +20,12 @@
 #include <optional>
 #include <ostream>
 #include <string>
-#include <unordered_set>
 #include <vector>
 
+#include "ByteHash.h"
 #include "CommandLine.h"
 #include "RecordKey.h"
+#include "RecordKeyTable.h"
 #include "SeriesWalker.h"
 
 namespace scenariolog {
@@ -49,7 +53,8 @@ class KeyHistory {
 
     KeyHistory(RecordKey key, const ChangesStyle& style) : mKey(std::move(key)), mStyle(style) {}
 
-    void observe(int request, const std::string& text);
+    // Takes the key's text in `request`; copies it only where a run changes.
+    void observe(int request, std::string_view text);
 
     const RecordKey& key() const { return mKey; }
     const std::vector<TextRun>& runs() const { return mRuns; }
@@ -70,7 +75,7 @@ class KeyHistory {
     std::vector<TextRun> mRuns;  // empty once collapsed
     bool mCollapsed = false;
     std::string mLastText;
-    std::unordered_set<std::uint64_t> mTextHashes;  // filled once collapsed
+    HashSet mTextHashes;  // filled once collapsed
     std::uint64_t mRunCount = 0;
     std::uint64_t mRequests = 0;
     int mFirst = 0;
@@ -93,10 +98,16 @@ class ChangesReport : public SeriesVisitor {
   private:
     class Timeline;
 
+    Timeline& timeline(SeriesKind kind);
+
     std::ostream& mOut;
     ChangesStyle mStyle;
     RecordFilter mFilter;
+    bool mFiltered;        // some filter was given
+    RecordKeyTable mKeys;  // of every timeline
     std::map<SeriesKind, std::unique_ptr<Timeline>> mTimelines;
+    Timeline* mLastTimeline = nullptr;  // of the last record taken
+    SeriesKind mLastKind = SeriesKind::kUnknown;
     std::uint64_t mUnknownRequestRecords = 0;
 };
 

@@ -23,6 +23,8 @@ struct RecordFilter {
     std::optional<std::string> text;  // substring of the record's text
 
     bool matches(const Record& record) const;
+    // No filter given: every record matches.
+    bool empty() const;
 };
 
 // One side of `diff`: a request and the inputs to look for it in.

@@ -1,7 +1,6 @@
 #include "LineReader.h"
 
 #include <cerrno>
-#include <cstring>
 #include <system_error>
 
 namespace scenariolog {
@@ -23,6 +22,8 @@ bool LineReader::refill() {
     mChunkEnd = std::fread(mChunk.data(), 1, mChunk.size(), mFile.get());
     if (mChunkEnd == 0 && std::ferror(mFile.get()) != 0)
         mReadError = std::generic_category().message(errno);
+    // One scan per chunk spares the parser a scan per line.
+    mChunkNulFree = std::memchr(mChunk.data(), '\0', mChunkEnd) == nullptr;
     return mChunkEnd > 0;
 }
 
@@ -32,23 +33,7 @@ void LineReader::append(const char* data, std::size_t size) {
     mLine.append(data, size < room ? size : room);
 }
 
-// A line that lies whole in the chunk is handed out where it lies.
-bool LineReader::nextInChunk(Line& line) {
-    const char* start = mChunk.data() + mChunkPos;
-    const void* newline = std::memchr(start, '\n', mChunkEnd - mChunkPos);
-    if (newline == nullptr) return false;
-    const std::size_t length = static_cast<const char*>(newline) - start;
-    if (length > kMaxLineBytes) return false;
-    line.text = std::string_view(start, length);
-    line.number = ++mLineNumber;
-    line.tooLong = false;
-    line.unterminated = false;
-    mChunkPos += length + 1;
-    return true;
-}
-
-bool LineReader::next(Line& line) {
-    if (mChunkPos < mChunkEnd && nextInChunk(line)) return true;
+bool LineReader::nextAcrossChunks(Line& line) {
     mLine.clear();
     mLineTooLong = false;
     bool sawAnything = false;
@@ -69,6 +54,7 @@ bool LineReader::next(Line& line) {
     line.number = ++mLineNumber;
     line.tooLong = mLineTooLong;
     line.unterminated = !terminated;
+    line.nulFree = false;
     return true;
 }
 

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -15,6 +16,7 @@ struct Line {
     std::uint64_t number = 0;   // 1 for the first line of the file
     bool tooLong = false;       // longer than kMaxLineBytes; `text` holds only its start
     bool unterminated = false;  // the file ends inside this line (no line break after it)
+    bool nulFree = false;       // true: the line holds no NUL byte; false: it may hold one
 };
 
 class LineReader {
@@ -31,7 +33,27 @@ class LineReader {
     const std::string& readError() const { return mReadError; }
 
     // The next line; false at the end of the file or after a read error.
-    bool next(Line& line);
+    // Inline where the line lies whole in the chunk read, as nearly all do.
+    bool next(Line& line) {
+        if (mChunkPos < mChunkEnd) {
+            const char* start = mChunk.data() + mChunkPos;
+            const void* newline = std::memchr(start, '\n', mChunkEnd - mChunkPos);
+            if (newline != nullptr) {
+                const auto length =
+                    static_cast<std::size_t>(static_cast<const char*>(newline) - start);
+                if (length <= kMaxLineBytes) {
+                    line.text = std::string_view(start, length);
+                    line.number = ++mLineNumber;
+                    line.tooLong = false;
+                    line.unterminated = false;
+                    line.nulFree = mChunkNulFree;
+                    mChunkPos += length + 1;
+                    return true;
+                }
+            }
+        }
+        return nextAcrossChunks(line);
+    }
 
   private:
     struct FileCloser {
@@ -39,7 +61,8 @@ class LineReader {
         void operator()(std::FILE* file) const { (void)std::fclose(file); }
     };
 
-    bool nextInChunk(Line& line);
+    // A line that goes on into the next chunk, or the end of the file.
+    bool nextAcrossChunks(Line& line);
     bool refill();
     void append(const char* data, std::size_t size);
 
@@ -49,6 +72,7 @@ class LineReader {
     std::vector<char> mChunk;
     std::size_t mChunkPos = 0;
     std::size_t mChunkEnd = 0;
+    bool mChunkNulFree = false;  // no NUL byte in mChunk[0, mChunkEnd)
     std::string mLine;
     bool mLineTooLong = false;
     std::uint64_t mLineNumber = 0;

@@ -1,19 +1,23 @@
 #include "LogParser.h"
 
+#include <cstdint>
+#include <cstring>
+
 #include "TextScan.h"
 
 namespace scenariolog {
 namespace {
 
-constexpr std::string_view kUniqueKeyPiece = "[UKey: ";
-constexpr std::string_view kRequestPiece = "][ReqNum: ";
-constexpr std::string_view kSnippetStart = ", ";
-constexpr std::string_view kSensorPiece = "[SensorId: ";
-constexpr std::string_view kFramePiece = "[FrameNum: ";
-constexpr std::string_view kMagicPiece = "[MagicNum: ";
-constexpr std::string_view kModulePiece = "[ModuleName: ";
-constexpr std::string_view kDecisionPiece = "[Decision: ";
-constexpr std::string_view kResultPiece = "[Result: ";
+// Pieces as arrays, so that takeLiteral() compares them with constant lengths.
+constexpr char kUniqueKeyPiece[] = "[UKey: ";
+constexpr char kRequestPiece[] = "][ReqNum: ";
+constexpr char kSnippetStart[] = ", ";
+constexpr char kSensorPiece[] = "[SensorId: ";
+constexpr char kFramePiece[] = "[FrameNum: ";
+constexpr char kMagicPiece[] = "[MagicNum: ";
+constexpr char kModulePiece[] = "[ModuleName: ";
+constexpr char kDecisionPiece[] = "[Decision: ";
+constexpr char kResultPiece[] = "[Result: ";
 
 constexpr const char* kNulByte = "contains a NUL byte";
 constexpr const char* kBadNddText = "malformed NDD text in headline";
@@ -21,27 +25,54 @@ constexpr const char* kBadNumberPiece = "malformed sensor, frame or magic number
 constexpr const char* kNoForm = "neither a headline nor a record line";
 constexpr const char* kBadRecord = "record line cut short or malformed";
 
-// Takes "<name>]" and returns the name, which may not be empty.
-std::optional<std::string_view> takeName(std::string_view& text) {
-    const std::size_t end = text.find(']');
-    if (end == 0 || end == std::string_view::npos) return std::nullopt;
-    const std::string_view name = text.substr(0, end);
-    text.remove_prefix(end + 1);
-    return name;
+// The position of the first ']' in `text`, or its size when there is none;
+// eight bytes at a time, inline, as names are short.
+std::size_t findClosingBracket(std::string_view text) {
+    constexpr std::uint64_t kOnes = 0x0101010101010101ull;
+    constexpr std::uint64_t kHighBits = 0x8080808080808080ull;
+    constexpr std::uint64_t kBrackets = kOnes * static_cast<unsigned char>(']');
+    std::size_t pos = 0;
+    for (; pos + sizeof(std::uint64_t) <= text.size(); pos += sizeof(std::uint64_t)) {
+        std::uint64_t word = 0;
+        std::memcpy(&word, text.data() + pos, sizeof word);
+        const std::uint64_t other = word ^ kBrackets;  // zero bytes where ']' is
+        // High bit set in the bytes at and after the first zero byte.
+        const std::uint64_t found = (other - kOnes) & ~other & kHighBits;
+        if (found == 0) continue;
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+        return pos + static_cast<std::size_t>(__builtin_ctzll(found)) / 8;
+#else
+        break;
+#endif
+    }
+    while (pos < text.size() && text[pos] != ']') ++pos;
+    return pos;
 }
 
-// One optional "[Key: %d]" piece. False when the piece starts but is broken.
-bool takeNumberPiece(std::string_view& text, std::string_view key, std::optional<int>& value) {
-    if (!take(text, key)) return true;
-    value = takeInt(text);
-    return value.has_value() && take(text, "]");
+// The length of the name before the next ']': 0 when the name is empty or
+// there is no ']'.
+std::size_t nameLength(std::string_view text) {
+    const std::size_t end = findClosingBracket(text);
+    return end == text.size() ? 0 : end;
+}
+
+// Reads an optional "[Key: %d]" piece into `value`. Returns the bytes it
+// takes: 0 when the piece is absent, npos when it starts but is broken.
+template <std::size_t N>
+std::size_t readNumberPiece(std::string_view text, const char (&key)[N],
+                            std::optional<int>& value) {
+    std::string_view rest = text;
+    if (!takeLiteral(rest, key)) return 0;
+    value = takeInt(rest);
+    if (!value || !take(rest, ']')) return std::string_view::npos;
+    return text.size() - rest.size();
 }
 
 bool takeNddText(std::string_view& text, Headline& headline) {
     const auto uniqueKey = takeInt(text);
-    if (!uniqueKey || !take(text, kRequestPiece)) return false;
+    if (!uniqueKey || !takeLiteral(text, kRequestPiece)) return false;
     const auto requestNum = takeInt(text);
-    if (!requestNum || !take(text, "]")) return false;
+    if (!requestNum || !take(text, ']')) return false;
     if (headline.nddCount == 0) {
         headline.uniqueKey = uniqueKey;
         headline.requestNum = requestNum;
@@ -52,77 +83,126 @@ bool takeNddText(std::string_view& text, Headline& headline) {
     return true;
 }
 
-ParsedLine parseHeadline(std::string_view text) {
-    ParsedLine parsed;
-    while (take(text, kUniqueKeyPiece)) {
+bool parseHeadline(std::string_view text, ParsedLine& parsed) {
+    parsed.headline = Headline();
+    while (takeLiteral(text, kUniqueKeyPiece)) {
         if (!takeNddText(text, parsed.headline)) {
             parsed.reason = kBadNddText;
-            return parsed;
+            return false;
         }
     }
-    if (!text.empty() && !startsWith(text, kSnippetStart)) {
+    if (!text.empty() && !startsWithLiteral(text, kSnippetStart)) {
         parsed.reason = kBadNddText;
-        return parsed;
+        return false;
     }
-    parsed.kind = LineKind::kHeadline;
     parsed.headline.snippets = text;
-    return parsed;
-}
-
-bool takeOutcome(std::string_view& text, Record& record) {
-    if (take(text, kDecisionPiece)) {
-        record.kind = RecordKind::kDecision;
-        const auto decision = takeName(text);
-        record.decision = decision.value_or(std::string_view());
-        return decision.has_value();
-    }
-    record.kind = RecordKind::kExecution;
-    if (!take(text, "[")) return false;
-    const auto stage = takeName(text);
-    if (!stage || !take(text, kResultPiece)) return false;
-    const auto result = takeName(text);
-    if (!result) return false;
-    record.stage = *stage;
-    record.result = *result;
     return true;
 }
 
-ParsedLine parseRecord(std::string_view text) {
-    ParsedLine parsed;
+// The readers below take the rest of the line by value and say how many
+// bytes they read, so that the rest stays in registers in parseRecord(): a
+// view whose address escapes is stored and loaded around every call.
+
+// Reads "<name>]" into `name`. Returns the bytes read, 0 when the name is
+// empty or unclosed.
+std::size_t readName(std::string_view text, std::string_view& name) {
+    const std::size_t length = nameLength(text);
+    if (length == 0) return 0;
+    name = std::string_view(text.data(), length);
+    return length + 1;
+}
+
+// Reads "[Decision: <name>]" or "[<stage>][Result: <name>]". Returns the bytes
+// read, 0 when neither is there.
+std::size_t readOutcome(std::string_view text, Record& record) {
+    std::string_view rest = text;
+    std::size_t taken = 0;
+    if (takeLiteral(rest, kDecisionPiece)) {
+        record.kind = RecordKind::kDecision;
+        taken = readName(rest, record.decision);
+    } else {
+        record.kind = RecordKind::kExecution;
+        if (!take(rest, '[')) return 0;
+        taken = readName(rest, record.stage);
+        if (taken == 0) return 0;
+        rest.remove_prefix(taken);
+        if (!takeLiteral(rest, kResultPiece)) return 0;
+        taken = readName(rest, record.result);
+    }
+    return taken == 0 ? 0 : text.size() - rest.size() + taken;
+}
+
+// The number pieces at the start of `text`.
+bool readNumbers(std::string_view& text, Record& record) {
+    record.sensorId.reset();
+    record.frameNum.reset();
+    record.magicNum.reset();
+    constexpr std::size_t kBroken = std::string_view::npos;
+    std::size_t taken = readNumberPiece(text, kSensorPiece, record.sensorId);
+    if (taken != kBroken) {
+        text.remove_prefix(taken);
+        taken = readNumberPiece(text, kFramePiece, record.frameNum);
+    }
+    if (taken != kBroken) {
+        text.remove_prefix(taken);
+        taken = readNumberPiece(text, kMagicPiece, record.magicNum);
+    }
+    if (taken == kBroken) return false;
+    text.remove_prefix(taken);
+    return true;
+}
+
+// Sets every field of the record one by one: clearing the whole ParsedLine
+// at once would cost more than the parse.
+bool parseRecord(std::string_view text, ParsedLine& parsed) {
     Record& record = parsed.record;
-    if (!takeNumberPiece(text, kSensorPiece, record.sensorId) ||
-        !takeNumberPiece(text, kFramePiece, record.frameNum) ||
-        !takeNumberPiece(text, kMagicPiece, record.magicNum)) {
+    record.decision = std::string_view();
+    record.stage = std::string_view();
+    record.result = std::string_view();
+    record.keyText = std::string_view();
+    if (!readNumbers(text, record)) {
         parsed.reason = kBadNumberPiece;
-        return parsed;
+        return false;
     }
-    if (!take(text, kModulePiece)) {
+    if (!takeLiteral(text, kModulePiece)) {
         parsed.reason = kNoForm;
-        return parsed;
+        return false;
     }
-    const auto module = takeName(text);
-    if (!module || !takeOutcome(text, record) || !take(text, " ")) {
+    const char* keyStart = text.data();
+    std::size_t taken = readName(text, record.module);
+    text.remove_prefix(taken);
+    taken = taken == 0 ? 0 : readOutcome(text, record);
+    text.remove_prefix(taken);
+    if (taken == 0 || !take(text, ' ')) {
         parsed.reason = kBadRecord;
-        return parsed;
+        return false;
     }
-    record.module = *module;
+    // Ends before the "] " that closes the decision or result.
+    record.keyText =
+        std::string_view(keyStart, static_cast<std::size_t>(text.data() - 2 - keyStart));
     record.text = text;
-    parsed.kind = LineKind::kRecord;
-    return parsed;
+    return true;
 }
 
 }  // namespace
 
+void parseLineWithoutNul(std::string_view line, ParsedLine& parsed) {
+    if (line.empty() || startsWithLiteral(line, kUniqueKeyPiece) ||
+        startsWithLiteral(line, kSnippetStart)) {
+        parsed.kind = parseHeadline(line, parsed) ? LineKind::kHeadline : LineKind::kUnparsable;
+    } else {
+        parsed.kind = parseRecord(line, parsed) ? LineKind::kRecord : LineKind::kUnparsable;
+    }
+}
+
 ParsedLine parseLine(std::string_view line) {
-    if (line.find('\0') != std::string_view::npos) {
-        ParsedLine parsed;
+    ParsedLine parsed;
+    if (std::memchr(line.data(), '\0', line.size()) != nullptr) {
         parsed.reason = kNulByte;
         return parsed;
     }
-    if (line.empty() || startsWith(line, kUniqueKeyPiece) || startsWith(line, kSnippetStart)) {
-        return parseHeadline(line);
-    }
-    return parseRecord(line);
+    parseLineWithoutNul(line, parsed);
+    return parsed;
 }
 
 const char* recordKindName(RecordKind kind) {

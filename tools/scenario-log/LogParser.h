@@ -39,6 +39,10 @@ struct Record {
     std::string_view stage;     // execution records only
     std::string_view result;    // execution records only
     std::string_view text;      // may be empty
+    // The names as written, from the module to the end of the decision or
+    // result ("P1_NODE][Decision: TOP_CONTROL"): records have equal keys
+    // (RecordKeyView) exactly when their key texts are equal.
+    std::string_view keyText;
 };
 
 enum class LineKind { kHeadline, kRecord, kUnparsable };
@@ -52,6 +56,12 @@ struct ParsedLine {
 };
 
 ParsedLine parseLine(std::string_view line);
+
+// As parseLine(), into `parsed`, for a line known to hold no NUL byte (see
+// Line::nulFree). Sets `parsed.kind` and what it uses (the headline, the
+// record or the reason) and leaves the rest as it was, so that one ParsedLine
+// serves line after line without being cleared.
+void parseLineWithoutNul(std::string_view line, ParsedLine& parsed);
 
 const char* recordKindName(RecordKind kind);  // "decision" or "execution"
 

@@ -1,6 +1,18 @@
 #include "RecordReport.h"
 
+#include <charconv>
+
 namespace scenariolog {
+namespace {
+
+template <typename Number>
+void appendNumber(std::string& text, Number number) {
+    char digits[24];
+    const auto end = std::to_chars(digits, digits + sizeof digits, number).ptr;
+    text.append(digits, static_cast<std::size_t>(end - digits));
+}
+
+}  // namespace
 
 RecordReport RecordReport::forRequest(std::ostream& out, bool json, int request) {
     RecordReport report(out, json);
@@ -64,20 +76,27 @@ void RecordReport::printSeriesHeader() {
          << "\n";
 }
 
+// The line is put together in one buffer and written with one call: one
+// stream insertion per piece cost more than the reading when many match.
 void RecordReport::printText(const LineContext& context) {
     printSeriesHeader();
-    mOut << context.file->path << ':' << context.line << ": ";
+    std::string& line = mLine;
+    line.assign(context.file->path);
+    line += ':';
+    appendNumber(line, context.line);
+    line += ": ";
     if (!mRequest) {
-        mOut << "request ";
+        line += "request ";
         if (context.request) {
-            mOut << *context.request;
+            appendNumber(line, *context.request);
         } else {
-            mOut << '?';
+            line += '?';
         }
-        mOut << ": ";
+        line += ": ";
     }
-    mOut.write(context.text.data(), static_cast<std::streamsize>(context.text.size()));
-    mOut << '\n';
+    line.append(context.text);
+    line += '\n';
+    mOut.write(line.data(), static_cast<std::streamsize>(line.size()));
 }
 
 JsonObject RecordReport::placeJson(const LineContext& context, const char* type) const {

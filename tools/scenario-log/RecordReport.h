@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <ostream>
+#include <string>
 
 #include "CommandLine.h"
 #include "Json.h"
@@ -44,6 +45,7 @@ class RecordReport : public SeriesVisitor {
     bool mSeriesHeaderDue = false;
     std::uint64_t mMatchedRecords = 0;
     std::uint64_t mUnknownRequestRecords = 0;
+    std::string mLine;  // the text line being printed; kept for its buffer
 };
 
 }  // namespace scenariolog

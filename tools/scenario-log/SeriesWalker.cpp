@@ -60,6 +60,7 @@ class Walk {
     SeriesVisitor& mVisitor;
     ProblemSink& mProblems;
     RequestAttribution mAttribution;
+    ParsedLine mParsed;  // of the line being handled; reused, not cleared, from line to line
 };
 
 void Walk::run() {
@@ -127,7 +128,12 @@ bool Walk::acceptLine(const LogFile& file, const Line& line) {
 }
 
 void Walk::handleLine(const LogFile& file, const Line& line) {
-    const ParsedLine parsed = parseLine(line.text);
+    if (line.nulFree) {
+        parseLineWithoutNul(line.text, mParsed);
+    } else {
+        mParsed = parseLine(line.text);
+    }
+    const ParsedLine& parsed = mParsed;
     if (parsed.kind == LineKind::kUnparsable) {
         mProblems.report(file.path, line.number, parsed.reason);
         return;

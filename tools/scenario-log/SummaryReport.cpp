@@ -5,10 +5,10 @@
 namespace scenariolog {
 namespace {
 
-void count(NameCounts& counts, std::string_view name) {
+void count(NameCounts& counts, std::string_view name, std::uint64_t number) {
     auto found = counts.find(name);
     if (found == counts.end()) found = counts.emplace(std::string(name), 0).first;
-    ++found->second;
+    found->second += number;
 }
 
 std::string countsText(const NameCounts& counts) {
@@ -57,32 +57,53 @@ std::string tagText(const LogFileName& name) {
 
 void SummaryReport::beginSeries(const LogSeries& /*series*/) {
     mCounts = SeriesCounts();
+    mKeyCounts.assign(mKeys.size(), 0);
+    mLastRequest.reset();
     mProblemsBefore = mProblems.count();
 }
 
 void SummaryReport::onHeadline(const LineContext& context, const Headline& /*headline*/) {
     ++mCounts.blocks;
-    if (context.request) mCounts.requests.insert(*context.request);
+    if (context.request && context.request != mLastRequest) {
+        mCounts.requests.insert(*context.request);
+        mLastRequest = context.request;
+    }
 }
 
 void SummaryReport::onRecord(const LineContext& context, const Record& record) {
-    if (context.request) {
-        mCounts.requests.insert(*context.request);
-    } else {
+    if (!context.request) {
         ++mCounts.unknownRequestRecords;
+    } else if (context.request != mLastRequest) {
+        mCounts.requests.insert(*context.request);
+        mLastRequest = context.request;
     }
-    count(mCounts.modules, record.module);
+    const std::size_t key = mKeys.idOf(record);
+    if (key == mKeyCounts.size()) mKeyCounts.push_back(0);
+    ++mKeyCounts[key];
     if (record.kind == RecordKind::kDecision) {
         ++mCounts.decisionRecords;
-        count(mCounts.decisions, record.decision);
     } else {
         ++mCounts.executionRecords;
-        count(mCounts.stages, record.stage);
-        count(mCounts.results, record.result);
+    }
+}
+
+void SummaryReport::countNames() {
+    for (std::size_t id = 0; id < mKeyCounts.size(); ++id) {
+        const std::uint64_t number = mKeyCounts[id];
+        if (number == 0) continue;
+        const RecordKey& key = mKeys.key(id);
+        count(mCounts.modules, key.module, number);
+        if (key.kind == RecordKind::kDecision) {
+            count(mCounts.decisions, key.first, number);
+        } else {
+            count(mCounts.stages, key.first, number);
+            count(mCounts.results, key.second, number);
+        }
     }
 }
 
 void SummaryReport::endSeries(const LogSeries& series) {
+    countNames();
     mCounts.problems = mProblems.count() - mProblemsBefore;
     ++mSeries;
     mFiles += series.files.size();

@@ -4,11 +4,14 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <optional>
 #include <ostream>
 #include <string>
+#include <vector>
 
 #include "ProblemReport.h"
 #include "RangeSet.h"
+#include "RecordKeyTable.h"
 #include "SeriesWalker.h"
 
 namespace scenariolog {
@@ -40,10 +43,12 @@ class SummaryReport : public SeriesVisitor {
     void endSeries(const LogSeries& series) override;
     void finish();
 
-    // The counts of the series being walked, or of the last one walked.
+    // The counts of the last series walked; while a series is walked, its
+    // names are not yet counted.
     const SeriesCounts& counts() const { return mCounts; }
 
   private:
+    void countNames();
     void printText(const LogSeries& series) const;
     void printJson(const LogSeries& series) const;
 
@@ -51,6 +56,11 @@ class SummaryReport : public SeriesVisitor {
     bool mJson;
     const ProblemReport& mProblems;
     SeriesCounts mCounts;
+    // Records are counted per key number while a series is walked, and by
+    // name when it ends: one table lookup per record instead of four.
+    RecordKeyTable mKeys;
+    std::vector<std::uint64_t> mKeyCounts;  // by key number, of the series being walked
+    std::optional<int> mLastRequest;        // last one put into mCounts.requests
     std::uint64_t mProblemsBefore = 0;
     std::uint64_t mSeries = 0;
     std::uint64_t mFiles = 0;

@@ -1,5 +1,6 @@
 #include "TextCompare.h"
 
+#include "ByteHash.h"
 #include "TextScan.h"
 
 namespace scenariolog {
@@ -67,18 +68,28 @@ TextDifference compareTexts(std::string_view a, std::string_view b, bool ignoreN
 }
 
 std::uint64_t textHash(std::string_view text, bool ignoreNumbers) {
-    constexpr std::uint64_t kOffset = 14695981039346656037ull;
-    constexpr std::uint64_t kPrime = 1099511628211ull;
-    std::uint64_t hash = kOffset;
+    constexpr std::uint64_t kSeed = 0x7E47C0DE;
+    if (!ignoreNumbers) return hashBytes(text, kSeed);
+    // The text with every run of digits as one '0', eight bytes at a time.
+    std::uint64_t hash = kSeed;
+    std::uint64_t word = 0;
+    std::size_t inWord = 0;
+    std::size_t size = 0;
     for (std::size_t i = 0; i < text.size(); ++i) {
         char c = text[i];
-        if (ignoreNumbers && isDigit(c)) {
+        if (isDigit(c)) {
             while (i + 1 < text.size() && isDigit(text[i + 1])) ++i;
             c = '0';
         }
-        hash = (hash ^ static_cast<unsigned char>(c)) * kPrime;
+        word = word << 8 | static_cast<unsigned char>(c);
+        ++size;
+        if (++inWord == sizeof word) {
+            hash = mixHash(hash, word);
+            word = 0;
+            inWord = 0;
+        }
     }
-    return hash;
+    return mixHash(mixHash(hash, word), size);
 }
 
 }  // namespace scenariolog
