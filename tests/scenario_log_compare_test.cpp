@@ -116,7 +116,8 @@ TEST(ScenarioLogCommandLine, BadUsageAndDiffTroubleGiveOneLineAndExitTwo) {
 }
 
 // Blocks arrive out of number order, as requests end; one key flips at 6,
-// one counts, one has two records per request.
+// one counts, one has two records per request. A later series whose numbering
+// starts again is a timeline of its own.
 TEST(ScenarioLogChanges, RunsPerKeyInRequestOrder) {
     TempDir dir;
     std::string file;
@@ -128,17 +129,22 @@ TEST(ScenarioLogChanges, RunsPerKeyInRequestOrder) {
                 execution("FaceDetection", "Stage_Y2Y", "b");
     }
     writeFile(dir.file(kPreview), file + "[ModuleName: 3A][Deci");
+    writeFile(dir.file("000000043_0000_0000_preview__2025_0102_030406_TuningLog_01.txt"),
+              headline(0) + decision("P2Streaming", "ISP_FLOW", "3DNR on") + headline(1) +
+                  decision("P2Streaming", "ISP_FLOW", "3DNR on"));
     const ReaderRun changes = runReader({"changes", dir.path()});
     EXPECT_EQ(changes.code, 1);
     EXPECT_THAT(changes.err, HasSubstr(kPreview + ":61: last line has no line break"));
     EXPECT_EQ(changes.out,
-              "== preview requests 0-11: 12 requests, 3 keys\n"
+              "== preview requests 0-11 from 2025_0102_030405: 12 requests, 3 keys\n"
               "3A Decision: AE_EXPOSURE_PARAM  0-11  12 distinct texts in 12 requests "
               "(--all lists them)\n"
               "FaceDetection Stage_Y2Y Result: ISP_FLOW  0-11  \"a | b\"\n"
               "P2Streaming Decision: ISP_FLOW\n"
               "      0-5  \"3DNR on\"\n"
-              "    → 6-11  \"3DNR off\"\n");
+              "    → 6-11  \"3DNR off\"\n"
+              "== preview requests 0-1 from 2025_0102_030406: 2 requests, 1 keys\n"
+              "P2Streaming Decision: ISP_FLOW  0-1  \"3DNR on\"\n");
 
     const ReaderRun steady =
         runReader({"changes", "--ignore-numbers", "--from", "3", "--module", "3A", dir.path()});

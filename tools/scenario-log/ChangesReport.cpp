@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 
 #include "Json.h"
+#include "RangeSet.h"
 #include "TextCompare.h"
 
 namespace scenariolog {
@@ -73,13 +75,19 @@ bool KeyHistory::churning() const {
 // The requests of one series kind, in number order.
 class ChangesReport::Timeline {
   public:
-    Timeline(SeriesKind kind, const ChangesStyle& style, const RecordKeyTable& keys)
-        : mKind(kind), mStyle(style), mKeys(keys) {}
+    Timeline(SeriesKind kind, std::string from, const ChangesStyle& style,
+             const RecordKeyTable& keys)
+        : mKind(kind), mFrom(std::move(from)), mStyle(style), mKeys(keys) {}
 
     void add(int request, std::size_t key, std::string_view text);
     void finish();
     void print(std::ostream& out) const;
     std::size_t keys() const { return mHistories.size(); }
+    // Whether a series named by `request` can't belong to this numbering.
+    bool numberingRestartsAt(int request) const {
+        return mTaken.contains(request) || mWindow.count(request) != 0 ||
+               static_cast<long long>(request) + static_cast<long long>(kReorderWindow) < mHighest;
+    }
 
   private:
     // A key's text in one request of the window, in a buffer that is only
@@ -117,6 +125,7 @@ class ChangesReport::Timeline {
     void printKeyJson(std::ostream& out, const KeyHistory& history) const;
 
     SeriesKind mKind;
+    std::string mFrom;  // the time stamp of the timeline's first series
     const ChangesStyle& mStyle;
     const RecordKeyTable& mKeys;
     std::vector<std::size_t> mHistoryOfKey;  // by key number: history index + 1, 0 for none
@@ -130,6 +139,8 @@ class ChangesReport::Timeline {
     std::uint64_t mRequests = 0;
     int mFirst = 0;
     int mLast = 0;
+    int mHighest = std::numeric_limits<int>::min();
+    RangeSet mTaken;  // the requests that left the window
 };
 
 ChangesReport::Timeline::PendingText* ChangesReport::Timeline::PendingTexts::find(int request) {
@@ -173,14 +184,7 @@ std::size_t ChangesReport::Timeline::historyIndex(std::size_t key) {
 
 void ChangesReport::Timeline::add(int request, std::size_t key, std::string_view text) {
     const std::size_t history = historyIndex(key);
-    // A request below every one of a full window would leave it again at
-    // once, record by record (as when a second session's requests start
-    // again from 0): it goes to its key's history directly.
-    if (mWindow.size() == kReorderWindow && request < mWindow.begin()->first) {
-        countRequest(request);
-        mHistories[history].observe(request, text);
-        return;
-    }
+    mHighest = std::max(mHighest, request);
     if (mCurrent == mWindow.end() || mCurrent->first != request) {
         mCurrent = mWindow.try_emplace(request).first;
     }
@@ -196,6 +200,7 @@ void ChangesReport::Timeline::add(int request, std::size_t key, std::string_view
 }
 
 void ChangesReport::Timeline::countRequest(int request) {
+    mTaken.insert(request);
     if (mRequests++ == 0) mFirst = mLast = request;
     mFirst = std::min(mFirst, request);
     mLast = std::max(mLast, request);
@@ -224,6 +229,7 @@ void ChangesReport::Timeline::print(std::ostream& out) const {
         out << JsonObject()
                    .add("type", "timeline")
                    .add("kind", seriesKindName(mKind))
+                   .add("from", mFrom)
                    .add("first", mFirst)
                    .add("last", mLast)
                    .add("requests", mRequests)
@@ -231,8 +237,9 @@ void ChangesReport::Timeline::print(std::ostream& out) const {
                    .str()
             << "\n";
     } else {
-        out << "== " << seriesKindName(mKind) << " requests " << requestRange(mFirst, mLast) << ": "
-            << mRequests << " requests, " << mHistories.size() << " keys\n";
+        out << "== " << seriesKindName(mKind) << " requests " << requestRange(mFirst, mLast)
+            << " from " << mFrom << ": " << mRequests << " requests, " << mHistories.size()
+            << " keys\n";
     }
     std::vector<const KeyHistory*> sorted;
     sorted.reserve(mHistories.size());
@@ -309,10 +316,31 @@ ChangesReport::ChangesReport(std::ostream& out, const ChangesStyle& style,
 
 ChangesReport::~ChangesReport() = default;
 
+void ChangesReport::beginSeries(const LogSeries& series) {
+    const LogFileName& name = series.identity();
+    // Within one numbering a series is named by a request not taken yet, and
+    // at most a reorder window below the requests taken.
+    const auto timeline = mTimelines.find(name.kind);
+    if (timeline != mTimelines.end() && timeline->second->numberingRestartsAt(name.requestNum)) {
+        endTimeline(name.kind);
+    }
+    mSeriesStamp = name.timeStamp;
+}
+
+void ChangesReport::endTimeline(SeriesKind kind) {
+    const auto found = mTimelines.find(kind);
+    if (found == mTimelines.end()) return;
+    found->second->finish();
+    found->second->print(mOut);
+    mFinishedKeys += found->second->keys();
+    if (mLastTimeline == found->second.get()) mLastTimeline = nullptr;
+    mTimelines.erase(found);
+}
+
 ChangesReport::Timeline& ChangesReport::timeline(SeriesKind kind) {
     if (mLastTimeline != nullptr && mLastKind == kind) return *mLastTimeline;
     auto& timeline = mTimelines[kind];
-    if (!timeline) timeline = std::make_unique<Timeline>(kind, mStyle, mKeys);
+    if (!timeline) timeline = std::make_unique<Timeline>(kind, mSeriesStamp, mStyle, mKeys);
     mLastTimeline = timeline.get();
     mLastKind = kind;
     return *timeline;
@@ -330,16 +358,7 @@ void ChangesReport::onRecord(const LineContext& context, const Record& record) {
 }
 
 void ChangesReport::finish() {
-    for (auto& [kind, timeline] : mTimelines) {
-        timeline->finish();
-        timeline->print(mOut);
-    }
-}
-
-std::uint64_t ChangesReport::keys() const {
-    std::uint64_t keys = 0;
-    for (const auto& [kind, timeline] : mTimelines) keys += timeline->keys();
-    return keys;
+    while (!mTimelines.empty()) endTimeline(mTimelines.begin()->first);
 }
 
 }  // namespace scenariolog

@@ -2,7 +2,11 @@
 // text, and where the text changed.
 //
 // Requests are taken in number order, one timeline per series kind (preview
-// requests, capture requests), across all series read; keys are listed by
+// requests, capture requests), across the series read in time order, for as
+// long as the numbering goes on: a series named by a request number already
+// taken, or far below the requests taken (the camera started again, or the
+// folder holds several runs), ends the timeline and starts a new one, so that
+// two requests with one number are never taken for one. Keys are listed by
 // module, then key, so that runs of one seed list alike. Blocks are written in
 // the order requests end, not in number order, so the records of the most
 // recent kReorderWindow requests wait in a window and leave it lowest number
@@ -89,16 +93,20 @@ class ChangesReport : public SeriesVisitor {
     ChangesReport(std::ostream& out, const ChangesStyle& style, const RecordFilter& filter);
     ~ChangesReport() override;
 
+    void beginSeries(const LogSeries& series) override;
     void onRecord(const LineContext& context, const Record& record) override;
     void finish();
 
     std::uint64_t unknownRequestRecords() const { return mUnknownRequestRecords; }
-    std::uint64_t keys() const;
+    // Keys of the timelines finished so far.
+    std::uint64_t keys() const { return mFinishedKeys; }
 
   private:
     class Timeline;
 
     Timeline& timeline(SeriesKind kind);
+    // Writes the kind's timeline out, if it has one, and forgets it.
+    void endTimeline(SeriesKind kind);
 
     std::ostream& mOut;
     ChangesStyle mStyle;
@@ -106,6 +114,8 @@ class ChangesReport : public SeriesVisitor {
     bool mFiltered;        // some filter was given
     RecordKeyTable mKeys;  // of every timeline
     std::map<SeriesKind, std::unique_ptr<Timeline>> mTimelines;
+    std::string mSeriesStamp;  // of the series being read
+    std::uint64_t mFinishedKeys = 0;
     Timeline* mLastTimeline = nullptr;  // of the last record taken
     SeriesKind mLastKind = SeriesKind::kUnknown;
     std::uint64_t mUnknownRequestRecords = 0;

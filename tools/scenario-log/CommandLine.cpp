@@ -42,7 +42,8 @@ Commands:
   changes [--from N] [--to M] [--module NAME] [--decision NAME]
           [--stage NAME] [--result NAME]
                      per key, over the requests in number order (one timeline
-                     for preview requests, one for capture requests): the
+                     for preview requests, one for capture requests, and a
+                     new one where a later series numbers from lower): the
                      runs of requests whose texts were the same, "A-B" and
                      the text, and the requests where it changed; the texts
                      of a key's records in one request are joined by " | "

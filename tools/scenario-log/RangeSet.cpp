@@ -28,6 +28,11 @@ void RangeSet::insert(int value) {
     mRuns.emplace(value, value);
 }
 
+bool RangeSet::contains(int value) const {
+    const auto next = mRuns.upper_bound(value);
+    return next != mRuns.begin() && std::prev(next)->second >= value;
+}
+
 std::string RangeSet::toString() const {
     std::string text;
     for (const auto& [first, last] : mRuns) {

@@ -11,6 +11,7 @@ class RangeSet {
   public:
     void insert(int value);
     bool empty() const { return mRuns.empty(); }
+    bool contains(int value) const;
     // Runs as first -> last, both included, in ascending order.
     const std::map<int, int>& runs() const { return mRuns; }
     // "3, 7-9, 12"
