@@ -175,11 +175,28 @@ TEST(ScenarioLogReport, JsonLinesCarryRecordsAndProblems) {
                       ",\"line\":3,\"reason\":\"last line has no line break (torn write)\"}"}));
 }
 
+// `report` writes its page whole or not at all, and the page beside the logs
+// is no foreign file when the folder is read again.
+TEST(ScenarioLogReport, ReportPageIsWrittenWholeOrNotAtAll) {
+    TempDir dir;
+    writeTwoSeries(dir);
+    const ReaderRun failed = runReader({"report", dir.path(), "-o", dir.file("none/page.html")});
+    EXPECT_EQ(failed.code, kExitUsage);
+    EXPECT_THAT(failed.err, HasSubstr("cannot write"));
+    const ReaderRun written = runReader({"report", dir.path(), "-o", dir.file("page.html")});
+    EXPECT_EQ(written.code, kExitClean) << written.err;
+    EXPECT_EQ(testsupport::listFiles(dir.path()).size(), 5u);
+    EXPECT_THAT(testsupport::readFile(dir.file("page.html")),
+                HasSubstr("<script type=\"application/octet-stream\" id=\"series-1\">"));
+    EXPECT_EQ(runReader({"summary", dir.path()}).code, kExitClean);
+}
+
 // Usage is checked before any input is read.
 TEST(ScenarioLogCommandLine, BadUsageGivesOneLineAndExitTwo) {
     for (const std::string usage :
          {"", "list in", "show in", "show --req seven in", "summary --module 3A in",
-          "grep --colour in", "summary --json=yes in", "summary"}) {
+          "grep --colour in", "summary --json=yes in", "summary", "report in",
+          "summary -o page.html in", "report --json -o page.html in"}) {
         std::istringstream words(usage);
         const ReaderRun result = runReader({std::istream_iterator<std::string>(words), {}});
         EXPECT_EQ(result.code, kExitUsage) << usage;

@@ -2,11 +2,13 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <fstream>
 #include <memory>
 #include <sstream>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "Json.h"
@@ -157,16 +159,18 @@ std::string overviewJson(const Options& options, const std::string& summary,
 }  // namespace
 
 int runHtmlReport(const Options& options, ProblemReport& problems, std::ostream& err) {
+    TeeProblems tee(problems);
+    // Listed before the page is begun, which may be in one of the folders.
+    const std::vector<LogSeries> series = catalogInputs(options.inputs, tee);
     const std::string temporary = options.output + ".part" + std::to_string(getpid());
     std::ofstream page(temporary, std::ios::binary | std::ios::trunc);
     if (!page) {
-        err << "scenario-log: cannot write " << temporary << "\n";
+        err << "scenario-log: cannot write " << temporary << ": "
+            << std::error_code(errno, std::generic_category()).message() << "\n";
         return kExitUsage;
     }
-    TeeProblems tee(problems);
     const PageTemplate pageTemplate;
     page << pageTemplate.head();
-    const std::vector<LogSeries> series = catalogInputs(options.inputs, tee);
     PageVisitor visitor(page, tee.page());
     for (const LogSeries& one : series) walkSeries(one, visitor, tee);
     tee.finish();

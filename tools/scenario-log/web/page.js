@@ -60,6 +60,7 @@ function seriesName(summary) {
 function renderOverview() {
   const overview = page.overview;
   appendText(byId("inputs"), "Read from " + overview.inputs.join(", "));
+  document.title = "Tuning log report: " + overview.inputs.join(", ");
   const totals = overview.summary.find((line) => line.type === "totals");
   appendText(byId("totals"), totals.series + " series, " + totals.files + " files, " + totals.records +
     " records (" + totals.unknownRequestRecords + " of unknown request), " + totals.problems + " problems");
