@@ -181,7 +181,7 @@ int runHtmlReport(const Options& options, ProblemReport& problems, std::ostream&
     page.close();
     if (!page || visitor.failed() || std::rename(temporary.c_str(), options.output.c_str()) != 0) {
         err << "scenario-log: cannot write " << options.output << "\n";
-        std::remove(temporary.c_str());
+        (void)std::remove(temporary.c_str());  // gone or not, nothing more to do
         return kExitUsage;
     }
     return problems.count() == 0 ? kExitClean : kExitProblems;
