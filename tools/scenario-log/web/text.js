@@ -69,7 +69,7 @@ class Series {
         records += distinct[rank] % 2 === 0 ? 1 : this.joins[(distinct[rank] - 1) / 2].length;
       }
     }
-    return {index, module, label, head, values, distinct, records, colours: {exact, loose: null}};
+    return {index, module, label, head, values, distinct, records, colours: {exact, loose: null}, changes: {}};
   }
 
   // The texts of a cell, in written order; empty where it has no record.
@@ -107,15 +107,17 @@ class Series {
 
   // How often a row's text changes from one request that has the key to the next.
   changes(row, ignoreNumbers) {
-    const colours = this.colours(row, ignoreNumbers);
-    let last = -1;
-    let changes = 0;
-    for (const colour of colours) {
-      if (colour < 0) continue;
-      if (last >= 0 && colour !== last) changes++;
-      last = colour;
+    const mode = ignoreNumbers ? "loose" : "exact";
+    if (row.changes[mode] === undefined) {
+      let [last, changes] = [-1, 0];
+      for (const colour of this.colours(row, ignoreNumbers)) {
+        if (colour < 0) continue;
+        if (last >= 0 && colour !== last) changes++;
+        last = colour;
+      }
+      row.changes[mode] = changes;
     }
-    return changes;
+    return row.changes[mode];
   }
 
   // The lines of a column's request in written order: headlines and records,
