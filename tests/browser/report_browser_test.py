@@ -184,6 +184,7 @@ HOSTILE_TEXTS = [
     b"tab\there, bell \x07, delete \x7f",
     "line\u2028separator \U0001F600".encode() + b"\xf0\x9f",
     b"<!-- <script>",
+    b"",
 ]
 
 

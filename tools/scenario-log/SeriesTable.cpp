@@ -14,8 +14,8 @@ constexpr std::int64_t kOpPrefix = -3;
 constexpr std::int64_t kOpPlace = -4;
 constexpr std::int64_t kNoCell = -1;
 
-// A cell's value: 2*T for one text T, 2*J+1 for join J, kNoCell for none.
-using CellValue = std::int64_t;
+using CellValue = SeriesTable::CellValue;
+using CellGrid = SeriesTable::CellGrid;
 
 // Appends integers and strings to a JSON text.
 class JsonWriter {
@@ -50,12 +50,6 @@ class JsonWriter {
 
   private:
     std::string mText;
-};
-
-// The texts of each cell, and the joins, as the walk numbered the texts.
-struct CellGrid {
-    std::vector<std::vector<CellValue>> rows;  // [row][column]
-    std::vector<std::vector<std::int32_t>> joins;
 };
 
 // Numbers texts row by row, in the order of the columns, then the rest.
@@ -122,6 +116,51 @@ void encodeRow(const std::vector<CellValue>& cells, const Renumbering& renumber,
     runs.raw("]");
 }
 
+Renumbering renumberTexts(const CellGrid& grid, std::size_t texts) {
+    Renumbering renumber(texts);
+    for (const auto& row : grid.rows) {
+        for (const CellValue cell : row) {
+            if (cell == kNoCell) continue;
+            if ((cell & 1) == 0) {
+                renumber.take(static_cast<std::int32_t>(cell / 2));
+                continue;
+            }
+            for (const std::int32_t text : grid.joins[cell / 2]) renumber.take(text);
+        }
+    }
+    renumber.takeRest();
+    return renumber;
+}
+
+// The "dict" and "cells" members.
+void writeCells(const CellGrid& grid, const Renumbering& renumber, JsonWriter& out) {
+    JsonWriter dict;
+    JsonWriter runs;
+    bool firstRow = true;
+    for (const auto& row : grid.rows) {
+        dict.raw(firstRow ? "" : ",");
+        runs.raw(firstRow ? "" : ",");
+        firstRow = false;
+        encodeRow(row, renumber, dict, runs);
+    }
+    out.raw(",\"dict\":[").raw(dict.take()).raw("],\"cells\":[").raw(runs.take()).raw("]");
+}
+
+// The "columns" member: runs of consecutive request numbers.
+template <typename Requests>
+void writeColumns(const Requests& requests, JsonWriter& out) {
+    out.raw(",\"columns\":[");
+    bool firstRun = true;
+    for (auto it = requests.begin(); it != requests.end();) {
+        const int first = it->first;
+        int last = first;
+        while (++it != requests.end() && it->first == last + 1) ++last;
+        out.raw(firstRun ? "[" : ",[").number(first).raw(",").number(last).raw("]");
+        firstRun = false;
+    }
+    out.raw("]");
+}
+
 // A block stream with its text numbers renumbered.
 void writeOps(const std::vector<std::int64_t>& ops, const Renumbering& renumber, JsonWriter& out) {
     out.raw("[");
@@ -152,8 +191,11 @@ void writeOps(const std::vector<std::int64_t>& ops, const Renumbering& renumber,
 
 }  // namespace
 
+std::int32_t SeriesTable::internPart(std::string_view text) {
+    return text.empty() ? -1 : intern(text);
+}
+
 std::int32_t SeriesTable::intern(std::string_view text) {
-    if (text.empty()) return -1;
     const auto [slot, added] =
         mTextIds.try_emplace(std::string(text), static_cast<std::int32_t>(mTexts.size()));
     if (added) mTexts.push_back(&slot->first);
@@ -181,8 +223,8 @@ void SeriesTable::addHeadline(const LineContext& context, const Headline& headli
     const std::string_view line = context.text;
     const std::string_view ndd = line.substr(0, line.size() - headline.snippets.size());
     const std::int64_t ops[] = {kOpHeadlineBlock, fileIndex(context),
-                                static_cast<std::int64_t>(context.line), intern(ndd),
-                                intern(headline.snippets)};
+                                static_cast<std::int64_t>(context.line), internPart(ndd),
+                                internPart(headline.snippets)};
     data.ops.insert(data.ops.end(), std::begin(ops), std::end(ops));
     data.file = fileIndex(context);
     data.nextLine = context.line + 1;
@@ -216,7 +258,7 @@ void SeriesTable::addRecord(const LineContext& context, const Record& record) {
     const std::size_t headStart = line.find(kModulePiece);
     const auto textStart = static_cast<std::size_t>(record.text.data() - line.data());
     const std::int32_t row = rowIndex(line.substr(headStart, textStart - 1 - headStart), record);
-    const std::int32_t prefix = intern(line.substr(0, headStart));
+    const std::int32_t prefix = internPart(line.substr(0, headStart));
     if (prefix != data->prefix) {
         data->ops.insert(data->ops.end(), {kOpPrefix, prefix});
         data->prefix = prefix;
@@ -225,8 +267,7 @@ void SeriesTable::addRecord(const LineContext& context, const Record& record) {
     data->records.push_back({row, intern(record.text)});
 }
 
-std::string SeriesTable::json() const {
-    // Cells: the texts of each row's records per column, in written order.
+SeriesTable::CellGrid SeriesTable::cellGrid() const {
     CellGrid grid;
     grid.rows.assign(mRows.size(), std::vector<CellValue>(mRequests.size(), kNoCell));
     std::map<std::vector<std::int32_t>, std::int32_t> joinIds;
@@ -246,51 +287,26 @@ std::string SeriesTable::json() const {
         }
         ++column;
     }
-    Renumbering renumber(mTexts.size());
-    for (const auto& row : grid.rows) {
-        for (const CellValue cell : row) {
-            if (cell == kNoCell) continue;
-            if ((cell & 1) == 0) {
-                renumber.take(static_cast<std::int32_t>(cell / 2));
-                continue;
-            }
-            for (const std::int32_t text : grid.joins[cell / 2]) renumber.take(text);
-        }
-    }
-    renumber.takeRest();
+    return grid;
+}
 
+std::string SeriesTable::json() const {
+    const CellGrid grid = cellGrid();
+    const Renumbering renumber = renumberTexts(grid, mTexts.size());
     JsonWriter out;
     out.raw("{\"files\":").list(mSeries.files, [&](const LogFile& file) { out.string(file.path); });
     out.raw(",\"rows\":").list(mRows, [&](const Row& row) {
         out.raw("[").string(row.key->module).raw(",").string(row.key->label()).raw(",");
         out.string(row.head).raw("]");
     });
-    out.raw(",\"columns\":[");
-    // Runs of consecutive request numbers.
-    bool firstRun = true;
-    for (auto it = mRequests.begin(); it != mRequests.end();) {
-        const int first = it->first;
-        int last = first;
-        while (++it != mRequests.end() && it->first == last + 1) ++last;
-        out.raw(firstRun ? "[" : ",[").number(first).raw(",").number(last).raw("]");
-        firstRun = false;
-    }
-    out.raw("],\"texts\":").list(renumber.order(), [&](std::int32_t old) {
+    writeColumns(mRequests, out);
+    out.raw(",\"texts\":").list(renumber.order(), [&](std::int32_t old) {
         out.string(*mTexts[old]);
     });
     out.raw(",\"joins\":").list(grid.joins, [&](const std::vector<std::int32_t>& join) {
         out.list(join, [&](std::int32_t text) { out.number(renumber(text)); });
     });
-    JsonWriter dict;
-    JsonWriter runs;
-    bool firstRow = true;
-    for (const auto& row : grid.rows) {
-        dict.raw(firstRow ? "" : ",");
-        runs.raw(firstRow ? "" : ",");
-        firstRow = false;
-        encodeRow(row, renumber, dict, runs);
-    }
-    out.raw(",\"dict\":[").raw(dict.take()).raw("],\"cells\":[").raw(runs.take()).raw("]");
+    writeCells(grid, renumber, out);
     out.raw(",\"blocks\":").list(mRequests, [&](const auto& request) {
         writeOps(request.second.ops, renumber, out);
     });

@@ -58,6 +58,14 @@ class SeriesTable {
     // The object described above.
     std::string json() const;
 
+    // A cell's value: 2*T for one text T, 2*J+1 for join J, -1 for none.
+    using CellValue = std::int64_t;
+    // The texts of each cell, and the joins, as the walk numbered the texts.
+    struct CellGrid {
+        std::vector<std::vector<CellValue>> rows;  // [row][column]
+        std::vector<std::vector<std::int32_t>> joins;
+    };
+
   private:
     struct RecordRef {
         std::int32_t row;
@@ -72,6 +80,8 @@ class SeriesTable {
     };
 
     std::int32_t intern(std::string_view text);
+    std::int32_t internPart(std::string_view text);  // -1 for an empty one
+    CellGrid cellGrid() const;
     std::int32_t fileIndex(const LineContext& context) const;
     std::int32_t rowIndex(std::string_view head, const Record& record);
     RequestData* blockFor(const LineContext& context);
