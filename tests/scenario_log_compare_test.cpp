@@ -97,8 +97,9 @@ TEST(ScenarioLogCommandLine, BadUsageAndDiffTroubleGiveOneLineAndExitTwo) {
         {'A', a.path()}, {'B', b.path()}, {'E', empty.path()}};
     for (const std::string usage :
          {"", "list in", "show in", "show --req seven in", "summary --module 3A in",
-          "grep --colour in", "summary --json=yes in", "summary", "diff A:99 B:7", "diff E:7 B:7",
-          "diff A:7", "diff --req 7 A B"}) {
+          "grep --colour in", "summary --json=yes in", "summary", "report in",
+          "summary -o page.html in", "report --json -o page.html in", "diff A:99 B:7",
+          "diff E:7 B:7", "diff A:7", "diff --req 7 A B"}) {
         std::istringstream words(usage);
         std::vector<std::string> args;
         for (std::string word; words >> word;) {

@@ -189,3 +189,19 @@ TEST(ScenarioLogReport, JsonLinesCarryRecordsAndProblems) {
                   "{\"type\":\"problem\",\"file\":" + jsonString(file) +
                       ",\"line\":3,\"reason\":\"last line has no line break (torn write)\"}"}));
 }
+
+// `report` writes its page whole or not at all, and the page beside the logs
+// is no foreign file when the folder is read again.
+TEST(ScenarioLogReport, ReportPageIsWrittenWholeOrNotAtAll) {
+    TempDir dir;
+    writeTwoSeries(dir);
+    const ReaderRun failed = runReader({"report", dir.path(), "-o", dir.file("none/page.html")});
+    EXPECT_EQ(failed.code, kExitUsage);
+    EXPECT_THAT(failed.err, HasSubstr("cannot write"));
+    const ReaderRun written = runReader({"report", dir.path(), "-o", dir.file("page.html")});
+    EXPECT_EQ(written.code, kExitClean) << written.err;
+    EXPECT_EQ(testsupport::listFiles(dir.path()).size(), 5u);
+    EXPECT_THAT(testsupport::readFile(dir.file("page.html")),
+                HasSubstr("<script type=\"application/octet-stream\" id=\"series-1\">"));
+    EXPECT_EQ(runReader({"summary", dir.path()}).code, kExitClean);
+}

@@ -51,6 +51,11 @@ Commands:
       --all              also list the runs of keys that change on nearly
                          every request (otherwise one line with the number
                          of their distinct texts)
+  report -o FILE     one HTML page for a browser, self-contained (opens from
+                     the file, no network): the summary and problems; per
+                     series a map of each key's texts over the requests (a
+                     colour per text within a key's row); a request's blocks
+                     on a click, and the diff of two requests
 
 Options:
   --json             one JSON object per line on standard output, each with a
@@ -131,6 +136,7 @@ std::optional<Command> parseCommand(const std::string& word) {
     if (word == "grep") return Command::kGrep;
     if (word == "diff") return Command::kDiff;
     if (word == "changes") return Command::kChanges;
+    if (word == "report") return Command::kReport;
     if (word == "--help" || word == "-h" || word == "help") return Command::kHelp;
     return std::nullopt;
 }
@@ -173,7 +179,8 @@ class Parser {
 
 CommandLine Parser::run() {
     if (mArgs.empty()) {
-        mResult.error = "missing command (summary, show, grep, diff or changes); see --help";
+        mResult.error =
+            "missing command (summary, show, grep, diff, changes or report); see --help";
         return mResult;
     }
     const auto command = parseCommand(mArgs[0]);
@@ -195,6 +202,8 @@ bool Parser::parseArgument(std::size_t& i) {
     if (mOptionsEnded || arg.rfind("--", 0) != 0) {
         if (arg == "-h" && !mOptionsEnded) {
             mHelp = true;
+        } else if (arg == "-o" && !mOptionsEnded) {
+            return parseOption("--output", i);
         } else {
             mOptions.inputs.push_back(arg);
         }
@@ -224,6 +233,10 @@ bool Parser::parseOption(const std::string& name, std::size_t& i) {
         return true;
     }
     if (name == "--req") return takeRequest(name, i);
+    if (name == "--output") {
+        if (mOptions.command != Command::kReport) return fail("-o is an option of report");
+        return takeValue(name, i, mOptions.output);
+    }
     if (const auto flag = flags().find(name); flag != flags().end()) {
         const FlagOption& option = flag->second;
         const Command command = mOptions.command;
@@ -288,6 +301,9 @@ bool Parser::takeRequest(const std::string& name, std::size_t& i) {
 bool Parser::checkComplete() {
     if (mOptions.command == Command::kShow && !mOptions.request) {
         return fail("show needs --req N");
+    }
+    if (mOptions.command == Command::kReport && (mOptions.output.empty() || mOptions.json)) {
+        return fail(mOptions.json ? "report writes HTML, not --json" : "report needs -o FILE");
     }
     if (mOptions.inputs.empty()) return fail("missing FOLDER or FILE to read");
     if (mOptions.command == Command::kDiff) return makeDiffSides();

@@ -9,7 +9,7 @@
 
 namespace scenariolog {
 
-enum class Command { kSummary, kShow, kGrep, kDiff, kChanges, kHelp };
+enum class Command { kSummary, kShow, kGrep, kDiff, kChanges, kReport, kHelp };
 
 // The record filters of `grep`; every given filter must match.
 struct RecordFilter {
@@ -47,6 +47,7 @@ struct Options {
     bool ignoreNumbers = false;       // diff, changes
     bool all = false;                 // changes
     bool noColor = false;             // diff
+    std::string output;               // report -o
 };
 
 struct CommandLine {

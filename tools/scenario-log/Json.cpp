@@ -32,7 +32,7 @@ std::size_t utf8SequenceLength(std::string_view text) {
     return length;
 }
 
-void appendEscaped(std::string& out, unsigned char c) {
+void appendEscaped(std::string& out, unsigned char c, bool invalidAsSurrogates) {
     switch (c) {
         case '"':
             out += "\\\"";
@@ -52,14 +52,15 @@ void appendEscaped(std::string& out, unsigned char c) {
         default:
             break;
     }
+    const unsigned point = c >= 0x80 && invalidAsSurrogates ? 0xDC00u + c : c;
     char code[8];
-    (void)std::snprintf(code, sizeof(code), "\\u%04x", static_cast<unsigned>(c));  // always fits
+    (void)std::snprintf(code, sizeof(code), "\\u%04x", point);  // always fits
     out += code;
 }
 
 }  // namespace
 
-std::string jsonString(std::string_view text) {
+std::string jsonString(std::string_view text, bool invalidAsSurrogates) {
     std::string out = "\"";
     out.reserve(text.size() + 2);
     std::size_t i = 0;
@@ -75,7 +76,7 @@ std::string jsonString(std::string_view text) {
             out.append(text, i, sequence);
             i += sequence;
         } else {
-            appendEscaped(out, c);
+            appendEscaped(out, c, invalidAsSurrogates);
             ++i;
         }
     }

@@ -2,7 +2,9 @@
 //
 // Strings are escaped for JSON: quote, backslash and every control character;
 // bytes that are not valid UTF-8 (log texts are raw bytes) are written as
-// "\u00XX", the code point of the same value, so every line stays valid JSON.
+// "\u00XX", the code point of the same value, so every line stays valid JSON;
+// with `invalidAsSurrogates` as "\uDCXX" instead, a lone surrogate that no
+// valid UTF-8 decodes to, so that a reader can tell the byte from a letter.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +14,7 @@
 
 namespace scenariolog {
 
-std::string jsonString(std::string_view text);
+std::string jsonString(std::string_view text, bool invalidAsSurrogates = false);
 
 class JsonObject {
   public:

@@ -13,6 +13,9 @@ namespace fs = std::filesystem;
 
 constexpr const char* kForeignName = "not a tuning log file name; skipped";
 constexpr const char* kNoLogFiles = "no tuning log files in this folder";
+// A page that `report` wrote beside the logs (scripts/run-demo does) is no
+// foreign file of the folder.
+constexpr std::string_view kPageSuffix = ".html";
 
 class Collector {
   public:
@@ -52,9 +55,11 @@ void Collector::addFolder(const std::string& folder) {
     std::vector<std::string> names;
     for (; !error && entries != fs::directory_iterator(); entries.increment(error)) {
         std::error_code statusError;
-        if (entries->is_regular_file(statusError)) {
-            names.push_back(entries->path().filename().string());
-        }
+        std::string name = entries->path().filename().string();
+        const bool page =
+            name.size() > kPageSuffix.size() &&
+            name.compare(name.size() - kPageSuffix.size(), kPageSuffix.size(), kPageSuffix) == 0;
+        if (entries->is_regular_file(statusError) && !page) names.push_back(std::move(name));
     }
     if (error) mProblems.report(folder, std::nullopt, "cannot list folder: " + error.message());
     std::sort(names.begin(), names.end());

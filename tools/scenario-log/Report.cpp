@@ -3,6 +3,7 @@
 #include "ChangesReport.h"
 #include "CommandLine.h"
 #include "DiffReport.h"
+#include "HtmlReport.h"
 #include "LogCatalog.h"
 #include "ProblemReport.h"
 #include "RecordReport.h"
@@ -123,6 +124,7 @@ int runScenarioLog(const std::vector<std::string>& args, std::ostream& out, std:
     }
     ProblemReport problems(out, err, options.json);
     if (options.command == Command::kDiff) return runDiff(options, problems, out, err, terminal);
+    if (options.command == Command::kReport) return runHtmlReport(options, problems, err);
     const std::vector<LogSeries> series = catalogInputs(options.inputs, problems);
     if (options.command == Command::kSummary) {
         runSummary(options, series, problems, out);
