@@ -80,10 +80,6 @@ ThreadEvents threadEvents() {
     return {usage.ru_minflt + usage.ru_majflt, usage.ru_nvcsw, usage.ru_nivcsw};
 }
 
-long threadPageFaults() {
-    return threadEvents().faults;
-}
-
 // Events of the calling thread since `before`, per 1,000 records.
 void reportThreadEvents(benchmark::State& state, const ThreadEvents& before) {
     const ThreadEvents after = threadEvents();
@@ -104,16 +100,14 @@ void BM_Submit(benchmark::State& state) {
     const std::string text = benchText(static_cast<size_t>(state.range(0)));
     RequestCycle cycle(state.thread_index());
     const ServiceThreadLoad load(state);
-    const long faultsBefore = threadPageFaults();
+    const ThreadEvents eventsBefore = threadEvents();
     for (auto _ : state) {
         submit<kKind>(recorder, cycle.current(), text);
         cycle.recorded(recorder);
     }
     cycle.finish(recorder);
     state.SetItemsProcessed(state.iterations());
-    state.counters["faults_per_krecord"] =
-        benchmark::Counter(static_cast<double>(threadPageFaults() - faultsBefore) * 1000,
-                           benchmark::Counter::kAvgIterations);
+    reportThreadEvents(state, eventsBefore);
     load.report(state);
 }
 
