@@ -153,6 +153,13 @@ bool RunningRecorder::waitUntilWritten(std::chrono::seconds timeout) {
     return false;
 }
 
+void RunningRecorder::removeWrittenLogs() {
+    const std::string newest = newestPreviewLog(mFolder);
+    forEachTuningLog(mFolder, [&](const std::string& path, int) {
+        if (path != newest) unlink(path.c_str());
+    });
+}
+
 RunningRecorder& sharedRecorder() {
     return *gSharedRecorder;
 }

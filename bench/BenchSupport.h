@@ -55,6 +55,10 @@ class RunningRecorder {
     // file. The service thread writes buffers in the order they were handed
     // off. False on timeout. Call with no producer running.
     bool waitUntilWritten(std::chrono::seconds timeout);
+    // Removes the tuning log files of the folder but the newest preview
+    // file, which the writer holds open. A run of the suite writes tens of
+    // GiB; kept, they would fill a shared disk. Call once written.
+    void removeWrittenLogs();
 
   private:
     std::string mFolder;

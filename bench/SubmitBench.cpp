@@ -36,12 +36,14 @@ void submit(sr::ScenarioRecorder& recorder, int requestNum, const std::string& t
 }
 
 // After every run, with all of its threads done: the next run starts with
-// nothing queued.
+// nothing queued, and the files written so far are removed.
 void drainRecorder(const benchmark::State&) {
     if (!sharedRecorder().waitUntilWritten(kDrainTimeout)) {
         fprintf(stderr, "recorder did not drain within %lld s\n",
                 static_cast<long long>(kDrainTimeout.count()));
+        return;
     }
+    sharedRecorder().removeWrittenLogs();
 }
 
 // The share of a core that the service thread used while thread 0 ran.
