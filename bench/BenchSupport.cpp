@@ -153,6 +153,13 @@ bool RunningRecorder::waitUntilWritten(std::chrono::seconds timeout) {
     return false;
 }
 
+void RunningRecorder::removeWrittenLogs() {
+    const std::string newest = newestPreviewLog(mFolder);
+    forEachTuningLog(mFolder, [&](const std::string& path, int) {
+        if (path != newest) unlink(path.c_str());
+    });
+}
+
 RunningRecorder& sharedRecorder() {
     return *gSharedRecorder;
 }
@@ -199,14 +206,23 @@ void RequestCycle::next(sr::ScenarioRecorder& recorder) {
 }
 
 LatencySamples::LatencySamples(size_t capacity) : mClockNanoseconds(medianClockCost()) {
-    mNanoseconds.reserve(capacity);
+    // Filled once, so that the samples' pages are touched here and not by the
+    // timed loop, whose page faults are counted.
+    mNanoseconds.resize(capacity);
+    mNanoseconds.clear();
 }
 
 void LatencySamples::report(benchmark::State& state) {
     using benchmark::Counter;
+    const auto perThousand = [](uint64_t count) {
+        return Counter(static_cast<double>(count) * 1000, Counter::kAvgIterations);
+    };
+    state.counters["over5us_per_krecord"] = perThousand(mSlowCalls);
+    state.counters["over5us_first_per_krecord"] = perThousand(mSlowFirstCalls);
     state.counters["p50_ns"] = Counter(percentile(mNanoseconds, 0.5), Counter::kAvgThreads);
     state.counters["p99_ns"] = Counter(percentile(mNanoseconds, 0.99), Counter::kAvgThreads);
     state.counters["p99.9_ns"] = Counter(percentile(mNanoseconds, 0.999), Counter::kAvgThreads);
+    state.counters["p99.99_ns"] = Counter(percentile(mNanoseconds, 0.9999), Counter::kAvgThreads);
     state.counters["clock_ns"] =
         Counter(static_cast<double>(mClockNanoseconds), Counter::kAvgThreads);
 }

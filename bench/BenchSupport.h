@@ -55,6 +55,10 @@ class RunningRecorder {
     // file. The service thread writes buffers in the order they were handed
     // off. False on timeout. Call with no producer running.
     bool waitUntilWritten(std::chrono::seconds timeout);
+    // Removes the tuning log files of the folder but the newest preview
+    // file, which the writer holds open. A run of the suite writes tens of
+    // GiB; kept, they would fill a shared disk. Call once written.
+    void removeWrittenLogs();
 
   private:
     std::string mFolder;
@@ -89,6 +93,8 @@ class RequestCycle {
     explicit RequestCycle(int threadIndex);
 
     int current() const { return mFirst + mIndex; }
+    // True when the next record is its request's first.
+    bool atFirstRecord() const { return mCount == 0; }
     // Counts one record; hands the request off when it is complete.
     void recorded(sr::ScenarioRecorder& recorder) {
         if (++mCount < kRecordsPerRequest) return;
@@ -114,17 +120,30 @@ class LatencySamples {
   public:
     explicit LatencySamples(size_t capacity);
 
-    void add(std::chrono::steady_clock::duration elapsed) {
-        mNanoseconds.push_back(
-            std::chrono::duration_cast<std::chrono::nanoseconds>(elapsed).count());
+    // `first` marks the first record of a request, the call that takes a
+    // buffer from the pool or makes one.
+    void add(std::chrono::steady_clock::duration elapsed, bool first = false) {
+        const int64_t nanoseconds =
+            std::chrono::duration_cast<std::chrono::nanoseconds>(elapsed).count();
+        mNanoseconds.push_back(nanoseconds);
+        if (nanoseconds > kSlowCallNanoseconds) {
+            ++mSlowCalls;
+            if (first) ++mSlowFirstCalls;
+        }
     }
-    // Sets p50_ns, p99_ns, p99.9_ns and clock_ns (the median cost of one
-    // timing, included in every sample), averaged over the threads.
+    // Sets p50_ns, p99_ns, p99.9_ns, p99.99_ns and clock_ns (the median
+    // cost of one timing, included in every sample), averaged over the
+    // threads, and the calls over 5 µs per 1,000 (all, and first records of
+    // a request).
     void report(benchmark::State& state);
 
   private:
+    static constexpr int64_t kSlowCallNanoseconds = 5000;
+
     std::vector<int64_t> mNanoseconds;
     int64_t mClockNanoseconds;
+    uint64_t mSlowCalls = 0;
+    uint64_t mSlowFirstCalls = 0;
 };
 
 // CPU time (user and system) that the recorders' service threads have used

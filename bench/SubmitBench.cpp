@@ -36,12 +36,14 @@ void submit(sr::ScenarioRecorder& recorder, int requestNum, const std::string& t
 }
 
 // After every run, with all of its threads done: the next run starts with
-// nothing queued.
+// nothing queued, and the files written so far are removed.
 void drainRecorder(const benchmark::State&) {
     if (!sharedRecorder().waitUntilWritten(kDrainTimeout)) {
         fprintf(stderr, "recorder did not drain within %lld s\n",
                 static_cast<long long>(kDrainTimeout.count()));
+        return;
     }
+    sharedRecorder().removeWrittenLogs();
 }
 
 // The share of a core that the service thread used while thread 0 ran.
@@ -65,12 +67,33 @@ class ServiceThreadLoad {
     std::chrono::steady_clock::time_point mStart;
 };
 
-// Page faults taken by the calling thread: first touches of freshly
-// allocated buffers, made when the pool is empty.
-long threadPageFaults() {
+// Page faults taken by the calling thread (first touches of freshly
+// allocated memory) and its context switches: voluntary (it slept, on a lock
+// or in the kernel) and involuntary (it was preempted).
+struct ThreadEvents {
+    long faults;
+    long voluntarySwitches;
+    long involuntarySwitches;
+};
+
+ThreadEvents threadEvents() {
     rusage usage;
     getrusage(RUSAGE_THREAD, &usage);
-    return usage.ru_minflt + usage.ru_majflt;
+    return {usage.ru_minflt + usage.ru_majflt, usage.ru_nvcsw, usage.ru_nivcsw};
+}
+
+// Events of the calling thread since `before`, per 1,000 records.
+void reportThreadEvents(benchmark::State& state, const ThreadEvents& before) {
+    const ThreadEvents after = threadEvents();
+    const auto perThousand = [](long count) {
+        return benchmark::Counter(static_cast<double>(count) * 1000,
+                                  benchmark::Counter::kAvgIterations);
+    };
+    state.counters["faults_per_krecord"] = perThousand(after.faults - before.faults);
+    state.counters["vcsw_per_krecord"] =
+        perThousand(after.voluntarySwitches - before.voluntarySwitches);
+    state.counters["icsw_per_krecord"] =
+        perThousand(after.involuntarySwitches - before.involuntarySwitches);
 }
 
 template <Kind kKind>
@@ -79,16 +102,14 @@ void BM_Submit(benchmark::State& state) {
     const std::string text = benchText(static_cast<size_t>(state.range(0)));
     RequestCycle cycle(state.thread_index());
     const ServiceThreadLoad load(state);
-    const long faultsBefore = threadPageFaults();
+    const ThreadEvents eventsBefore = threadEvents();
     for (auto _ : state) {
         submit<kKind>(recorder, cycle.current(), text);
         cycle.recorded(recorder);
     }
     cycle.finish(recorder);
     state.SetItemsProcessed(state.iterations());
-    state.counters["faults_per_krecord"] =
-        benchmark::Counter(static_cast<double>(threadPageFaults() - faultsBefore) * 1000,
-                           benchmark::Counter::kAvgIterations);
+    reportThreadEvents(state, eventsBefore);
     load.report(state);
 }
 
@@ -98,13 +119,16 @@ void BM_SubmitLatency(benchmark::State& state) {
     const std::string text = benchText(static_cast<size_t>(state.range(0)));
     RequestCycle cycle(state.thread_index());
     LatencySamples samples(static_cast<size_t>(state.max_iterations));
+    const ThreadEvents eventsBefore = threadEvents();
     for (auto _ : state) {
+        const bool first = cycle.atFirstRecord();
         const auto start = std::chrono::steady_clock::now();
         submit<kKind>(recorder, cycle.current(), text);
-        samples.add(std::chrono::steady_clock::now() - start);
+        samples.add(std::chrono::steady_clock::now() - start, first);
         cycle.recorded(recorder);
     }
     cycle.finish(recorder);
+    reportThreadEvents(state, eventsBefore);
     state.SetItemsProcessed(state.iterations());
     samples.report(state);
 }

@@ -8,6 +8,7 @@
 #include <limits>
 #include <new>
 
+#include "BriefLock.h"
 #include "RecorderLog.h"
 #include "ScenarioRecorder.h"
 
@@ -28,31 +29,8 @@ uint64_t roundUpToRecordAlignment(uint64_t size) {
     return (size + kRecordAlignment - 1) & ~(kRecordAlignment - 1);
 }
 
-// Bounded spinning before blocking on a contended lock.
-constexpr int kLockSpins = 16;
-
 std::unique_ptr<ScenarioRecorder::Buffer> makeBuffer() {
     return std::unique_ptr<ScenarioRecorder::Buffer>(new (std::nothrow) ScenarioRecorder::Buffer);
-}
-
-void relaxCpu() {
-#if defined(__x86_64__) || defined(__i386__)
-    __builtin_ia32_pause();
-#elif defined(__aarch64__) || defined(__arm__)
-    asm volatile("yield");
-#endif
-}
-
-// A reservation holds mBufferLock for a few dozen instructions, so a caller
-// that finds it taken almost always gets it within a few tries; going to
-// sleep in the kernel at once would cost it, and the thread that wakes it,
-// microseconds.
-void lockBriefly(std::unique_lock<std::mutex>& lock) {
-    for (int attempt = 0; attempt < kLockSpins; ++attempt) {
-        if (lock.try_lock()) return;
-        relaxCpu();
-    }
-    lock.lock();
 }
 
 // A record's header: `size` bytes from `start`, text right behind the header.

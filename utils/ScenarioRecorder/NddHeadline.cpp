@@ -2,6 +2,7 @@
 // items that head every buffer block of a request in the file.
 #include <string.h>
 
+#include "BriefLock.h"
 #include "HeadlineItem.h"
 #include "RecordFormat.h"
 #include "RecorderLog.h"
@@ -58,9 +59,12 @@ void ScenarioRecorder::writeNDDToHeadline(int uniqueKey, int requestNum) {
 }
 
 // NDD texts go to the front and execution snippets to the back, so every NDD
-// text precedes every snippet on the headline line.
+// text precedes every snippet on the headline line. Producers append here at
+// the rate of their records, and every holder of mNddLock keeps it for a
+// lookup and an append, so a contended caller spins briefly before sleeping.
 void ScenarioRecorder::queueHeadlineItem(int requestNum, HeadlineItem item, bool atFront) {
-    std::lock_guard<std::mutex> lock(mNddLock);
+    std::unique_lock<std::mutex> lock(mNddLock, std::defer_lock);
+    lockBriefly(lock);
     auto& queue = mNddInfos[requestNum];
     if (atFront) {
         queue.push_front(std::move(item));

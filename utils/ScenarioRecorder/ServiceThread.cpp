@@ -12,6 +12,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include "BriefLock.h"
 #include "RecorderLog.h"
 #include "RecorderProperties.h"
 #include "ReportFailures.h"
@@ -173,19 +174,22 @@ void ScenarioRecorder::writeBuffer(Buffer* buffer, size_t buffersBehind) {
 
 // Takes the request's queued headline items, appends those that fit to the
 // buffer's headline, and copies the headline into the buffer's headline block,
-// where it becomes the block's line. The items are freed outside mNddLock.
+// where it becomes the block's line. The entry leaves the map as a node, which
+// neither allocates nor frees: mNddLock is held for the lookup alone, never
+// across a call into the allocator, whose locks the producers share. The
+// items are freed with the node, after the lock is released.
 void ScenarioRecorder::mergeHeadlineItems(Buffer* buffer) {
-    std::deque<HeadlineItem> items;
+    decltype(mNddInfos)::node_type entry;
     {
-        std::lock_guard<std::mutex> lock(mNddLock);
+        std::unique_lock<std::mutex> lock(mNddLock, std::defer_lock);
+        lockBriefly(lock);
         auto it = mNddInfos.find(buffer->mRequestNum);
-        if (it != mNddInfos.end()) {
-            items = std::move(it->second);
-            mNddInfos.erase(it);
-        }
+        if (it != mNddInfos.end()) entry = mNddInfos.extract(it);
     }
-    for (const HeadlineItem& item : items) {
-        writeStringToHeadline(buffer, item.first.get(), item.second);
+    if (!entry.empty()) {
+        for (const HeadlineItem& item : entry.mapped()) {
+            writeStringToHeadline(buffer, item.first.get(), item.second);
+        }
     }
 
     const size_t headlineLength = kHeadlineSize - buffer->mHeadlineRemaining;
