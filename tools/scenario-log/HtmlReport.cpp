@@ -132,7 +132,7 @@ class PageVisitor : public SeriesVisitor {
     bool mFailed = false;
 };
 
-// JSON lines as one array.
+// JSON values, one a line, as one array.
 std::string jsonArray(const std::string& lines) {
     std::string array = "[";
     std::istringstream in(lines);
@@ -147,13 +147,13 @@ std::string jsonArray(const std::string& lines) {
 
 std::string overviewJson(const Options& options, const std::string& summary,
                          const std::string& problems) {
-    std::string inputs = "[";
-    for (const std::string& input : options.inputs) {
-        if (inputs.size() > 1) inputs += ",";
-        inputs += jsonString(input, true);
-    }
-    return "{\"inputs\":" + inputs + "],\n\"summary\":" + jsonArray(summary) +
-           ",\n\"problems\":" + jsonArray(problems) + "}";
+    std::string inputs;  // one JSON string a line; escaping leaves no raw line break
+    for (const std::string& input : options.inputs) inputs += jsonString(input, true) + "\n";
+    return JsonObject()
+        .addRaw("inputs", jsonArray(inputs))
+        .addRaw("summary", jsonArray(summary))
+        .addRaw("problems", jsonArray(problems))
+        .str();
 }
 
 }  // namespace
