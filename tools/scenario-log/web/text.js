@@ -72,12 +72,16 @@ class Series {
     return {index, module, label, head, values, distinct, records, colours: {exact, loose: null}, changes: {}};
   }
 
+  // The texts of a cell value (a text, or a join of several), in written order.
+  valueTexts(value) {
+    if (value % 2 === 0) return [this.texts[value / 2]];
+    return this.joins[(value - 1) / 2].map((text) => this.texts[text]);
+  }
+
   // The texts of a cell, in written order; empty where it has no record.
   cellTexts(row, column) {
     const value = row.values[column];
-    if (value < 0) return [];
-    if (value % 2 === 0) return [this.texts[value / 2]];
-    return this.joins[(value - 1) / 2].map((text) => this.texts[text]);
+    return value < 0 ? [] : this.valueTexts(value);
   }
 
   // A cell's text as `changes` takes it: its records' texts joined by " | ".
@@ -86,8 +90,7 @@ class Series {
   }
 
   valueText(value) {
-    if (value % 2 === 0) return this.texts[value / 2];
-    return this.joins[(value - 1) / 2].map((text) => this.texts[text]).join(" | ");
+    return this.valueTexts(value).join(" | ");
   }
 
   // The colours of a row, with or without numbers taken as equal.
