@@ -42,6 +42,7 @@ class ScenarioRecorderTestPeer {
         Buffer* buffer = nullptr;
         if (size == 0) size = line.size() + 1 + ScenarioRecorder::kLogHeaderSize;
         if (!recorder.allocLogSpace(requestNum, size, &header, &buffer)) return nullptr;
+        header->text = reinterpret_cast<char*>(header) + ScenarioRecorder::kLogHeaderSize;
         memcpy(header->text, line.c_str(), line.size() + 1);
         return buffer;
     }

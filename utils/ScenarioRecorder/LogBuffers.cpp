@@ -1,10 +1,9 @@
 // Per-request log buffers: reservation of record space, retirement of full
 // buffers, the free pool, and the publication of copied records.
 //
-// Under mBufferLock a reservation does a hash lookup, cursor arithmetic and
-// the raise of the writer count only. A 256 KiB buffer is made outside the
-// lock: when the pool is empty, allocLogSpace drops the lock, makes one, and
-// looks again.
+// A reservation is one hold of mBufferLock: the lookup, the retirement of a
+// full buffer, taking a buffer from the pool or making a new one, the headers
+// and the cursor arithmetic. Only the copy of the line happens outside it.
 #include <limits>
 #include <new>
 
@@ -33,11 +32,14 @@ std::unique_ptr<ScenarioRecorder::Buffer> makeBuffer() {
     return std::unique_ptr<ScenarioRecorder::Buffer>(new (std::nothrow) ScenarioRecorder::Buffer);
 }
 
-// A record's header: `size` bytes from `start`, text right behind the header.
-void writeHeader(char* start, uint64_t size) {
-    auto* header = reinterpret_cast<LogHeader*>(start);
-    header->size = size;
-    header->text = start + ScenarioRecorder::kLogHeaderSize;
+// The headline block at the start of a buffer's first reservation: its
+// header, with the text room right behind it.
+void reserveHeadlineBlock(ScenarioRecorder::Buffer* buffer) {
+    auto* header = reinterpret_cast<LogHeader*>(buffer->mData);
+    header->size = ScenarioRecorder::kHeadlineBlockSize;
+    header->text = buffer->mData + ScenarioRecorder::kLogHeaderSize;
+    buffer->mCursor += ScenarioRecorder::kHeadlineBlockSize;
+    buffer->mRemaining -= ScenarioRecorder::kHeadlineBlockSize;
 }
 
 }  // namespace
@@ -56,46 +58,35 @@ std::unique_ptr<ScenarioRecorder::Buffer> ScenarioRecorder::allocEmptyBuffer() {
 }
 
 // Caller holds mBufferLock. mContinued is written before the release store of
-// mRetired, so a writer that sees mRetired also sees why it was retired. The
-// queue grows first: if that throws, the buffer stays active and unchanged.
+// mRetired, so a writer that sees mRetired also sees why it was retired. If
+// the queue cannot grow, the flags are taken back and the buffer stays active
+// and unchanged.
 void ScenarioRecorder::retireActiveBuffer(
     std::unordered_map<int, std::unique_ptr<Buffer>>::iterator it, bool continued) {
     Buffer* buffer = it->second.get();
-    mPendingBuffers.push_back(std::move(it->second));
-    mActiveBuffers.erase(it);
     buffer->mContinued = continued;
     buffer->mRetired.store(true, std::memory_order_release);
+    try {
+        mPendingBuffers.push_back(std::move(it->second));
+    } catch (...) {
+        buffer->mRetired.store(false, std::memory_order_relaxed);
+        buffer->mContinued = false;
+        throw;
+    }
+    mActiveBuffers.erase(it);
 }
 
-// The active buffer of `requestNum` with room for `rounded` bytes, made or
-// replaced as needed; null when no buffer can be had. Caller holds `lock` on
-// mBufferLock. When the pool is empty the lock is dropped while `spare` is
-// made, so the lookup is repeated afterwards.
-ScenarioRecorder::Buffer* ScenarioRecorder::activeBufferWithRoom(int requestNum, uint64_t rounded,
-                                                                 std::unique_lock<std::mutex>& lock,
-                                                                 std::unique_ptr<Buffer>& spare) {
+// Caller holds mBufferLock. The active buffer of `requestNum` with room for
+// `rounded` bytes; a full one is retired and replaced by one from the pool or
+// a new one, allocated under the lock. Null when no buffer can be had.
+ScenarioRecorder::Buffer* ScenarioRecorder::activeBufferWithRoom(int requestNum, uint64_t rounded) {
     auto it = mActiveBuffers.find(requestNum);
-    if (it != mActiveBuffers.end() && it->second->mRemaining >= rounded) return it->second.get();
-    if (mFreeBuffers.empty()) {
-        lock.unlock();
-        spare = makeBuffer();
-        lock.lock();
-        it = mActiveBuffers.find(requestNum);
-        if (it != mActiveBuffers.end() && it->second->mRemaining >= rounded) {
-            return it->second.get();
-        }
-    }
     if (it != mActiveBuffers.end()) {
+        if (it->second->mRemaining >= rounded) return it->second.get();
         retireActiveBuffer(it, /*continued=*/true);
         mWorkCond.notify_one();
     }
-    std::unique_ptr<Buffer> fresh;
-    if (!mFreeBuffers.empty() || spare == nullptr) {
-        fresh = allocEmptyBuffer();
-    } else {
-        fresh = std::move(spare);
-        clock_gettime(CLOCK_REALTIME, &fresh->mCreateTime);
-    }
+    std::unique_ptr<Buffer> fresh = allocEmptyBuffer();
     if (fresh == nullptr) return nullptr;
     fresh->mRequestNum = requestNum;
     Buffer* target = fresh.get();
@@ -103,12 +94,11 @@ ScenarioRecorder::Buffer* ScenarioRecorder::activeBufferWithRoom(int requestNum,
     return target;
 }
 
-// Under mBufferLock only the lookup, the cursor arithmetic and the raise of
-// the writer count. The headers are written after the lock is released: the
-// reserved room (and, for a buffer's first record, its headline block) is
-// this caller's alone until it publishes, and its first touch may miss the
-// cache, which the raise's full barrier would otherwise wait for under the
-// lock.
+// One hold of mBufferLock from the lookup to the raise of the writer count:
+// printLog and the expiry check rely on it, since a request has at most one
+// active buffer and no other thread ever sees it without its headline block
+// or with a reserved room whose size is not yet written. The record's text
+// pointer and line are the caller's to write, outside the lock.
 bool ScenarioRecorder::allocLogSpace(int requestNum, unsigned long size, LogHeader** header,
                                      Buffer** buffer) {
     const uint64_t rounded = roundUpToRecordAlignment(size);
@@ -118,40 +108,25 @@ bool ScenarioRecorder::allocLogSpace(int requestNum, unsigned long size, LogHead
         SR_FATAL("Log size too large: %zu", static_cast<size_t>(rounded));
     }
 
-    std::unique_ptr<Buffer> spare;  // made outside the lock when the pool ran dry
-    std::unique_lock<std::mutex> lock(mBufferLock, std::defer_lock);
-    lockBriefly(lock);
-    Buffer* target = activeBufferWithRoom(requestNum, rounded, lock, spare);
-    if (target == nullptr) {
-        lock.unlock();
+    LogHeader* reserved = nullptr;
+    {
+        std::unique_lock<std::mutex> lock(mBufferLock, std::defer_lock);
+        lockBriefly(lock);
+        Buffer* target = activeBufferWithRoom(requestNum, rounded);
+        if (target != nullptr) {
+            if (target->mCursor == target->mData) reserveHeadlineBlock(target);
+            reserved = reinterpret_cast<LogHeader*>(target->mCursor);
+            reserved->size = rounded;
+            *buffer = target;
+            target->mWriterCount.fetch_add(1, std::memory_order_relaxed);
+            target->mCursor += rounded;
+            target->mRemaining -= rounded;
+        }
+    }
+    if (reserved == nullptr) {
         SR_LOGE("No memory for a log buffer of request %d; record dropped", requestNum);
         return false;
     }
-    const bool firstRecord = target->mCursor == target->mData;
-    if (firstRecord) {
-        target->mCursor += kHeadlineBlockSize;
-        target->mRemaining -= kHeadlineBlockSize;
-    }
-    auto* reserved = reinterpret_cast<LogHeader*>(target->mCursor);
-    target->mWriterCount.fetch_add(1, std::memory_order_relaxed);
-    target->mCursor += rounded;
-    target->mRemaining -= rounded;
-    lock.unlock();
-
-    if (firstRecord) writeHeader(target->mData, kHeadlineBlockSize);
-    writeHeader(reinterpret_cast<char*>(reserved), rounded);
-    // A spare that lost the race to a pooled buffer joins the pool, or is
-    // freed here, outside the lock. Nothing may throw from here on: the room
-    // is reserved and the caller must publish it.
-    if (spare != nullptr) {
-        try {
-            std::lock_guard<std::mutex> relock(mBufferLock);
-            if (mFreeBuffers.size() < kMaxFreeBuffers) mFreeBuffers.push_back(std::move(spare));
-        } catch (const std::bad_alloc&) {
-            // The pool could not grow; the spare is freed instead.
-        }
-    }
-    *buffer = target;
     *header = reserved;
     return true;
 }

@@ -25,6 +25,7 @@ ScenarioRecorder::Buffer* reserveAndCopy(ScenarioRecorder& recorder, int request
                                 &buffer)) {
         return nullptr;
     }
+    header->text = reinterpret_cast<char*>(header) + ScenarioRecorder::kLogHeaderSize;
     memcpy(header->text, line, length);
     header->text[length - 1] = '\0';
     return buffer;

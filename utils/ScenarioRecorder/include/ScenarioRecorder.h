@@ -127,9 +127,7 @@ class SCENARIO_RECORDER_EXPORT ScenarioRecorder : public IScenarioRecorder {
     SCENARIO_RECORDER_LOCAL void discardUnwrittenBuffers();
     SCENARIO_RECORDER_LOCAL void retireActiveBuffer(
         std::unordered_map<int, std::unique_ptr<Buffer>>::iterator it, bool continued);
-    SCENARIO_RECORDER_LOCAL Buffer* activeBufferWithRoom(int requestNum, uint64_t rounded,
-                                                         std::unique_lock<std::mutex>& lock,
-                                                         std::unique_ptr<Buffer>& spare);
+    SCENARIO_RECORDER_LOCAL Buffer* activeBufferWithRoom(int requestNum, uint64_t rounded);
     SCENARIO_RECORDER_LOCAL void publishRecord(Buffer* buffer);
 
     // Service thread steps; see ServiceThread.cpp.
