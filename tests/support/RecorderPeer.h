@@ -5,6 +5,7 @@
 
 #include <map>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "ScenarioRecorder.h"
@@ -162,6 +163,19 @@ class ScenarioRecorderTestPeer {
         const auto& counts = r.mRequestRefCounts;
         return hold(r.mRequestLock), std::map<int, int>(counts.begin(), counts.end());
     }
+
+    // Whether another thread could take the lock right now: false while any
+    // thread, the caller included, holds it.
+    static bool freeForAnotherThread(std::mutex& lock) {
+        bool taken = false;
+        std::thread([&] {
+            taken = lock.try_lock();
+            if (taken) lock.unlock();
+        }).join();
+        return taken;
+    }
+    static bool bufferLockFree(R& r) { return freeForAnotherThread(r.mBufferLock); }
+    static bool writerLockFree(R& r) { return freeForAnotherThread(r.mWriterLock); }
 
     static FileWriter* defaultWriter(R& r) { return hold(r.mWriterLock), r.mDefaultWriter.get(); }
     static FileWriter* requestWriter(R& r, int requestNum) {

@@ -77,9 +77,11 @@ void ScenarioRecorder::unInit() {
 }
 
 // Buffers never retired, and buffers retired after the service thread's last
-// look, are freed unwritten, outside the lock. A client thread may still be
-// copying a record into one of them: its count was raised while the buffer
-// was active, and can only fall now that the buffer has left mActiveBuffers,
+// look, are taken out of their containers in one hold of mBufferLock and freed
+// unwritten after it. They are not freed inside that hold: a client thread may
+// still be copying a record into one of them (its count was raised while the
+// buffer was active), and freeing it there would free memory that thread is
+// writing. The count can only fall once the buffer has left mActiveBuffers,
 // so each is freed once its count is 0.
 void ScenarioRecorder::discardUnwrittenBuffers() {
     std::unordered_map<int, std::unique_ptr<Buffer>> active;

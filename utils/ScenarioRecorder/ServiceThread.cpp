@@ -120,32 +120,28 @@ ScenarioRecorder::Buffer* ScenarioRecorder::waitForPendingBuffer(size_t* buffers
             lock.lock();
         }
         if (!mRunning.load() && mPendingBuffers.empty()) break;
-        int expiredRequest = 0;
-        int32_t age = 0;
-        if (expireOneBuffer(&expiredRequest, &age)) {
-            lock.unlock();  // no formatting under mBufferLock
-            SR_LOG_AS(Level::kDebug, kFunctionName,
-                      "Request(%d)'s buffer is expired. It's life time is(%d)", expiredRequest,
-                      age);
-            lock.lock();
-        }
+        expireOneBuffer();
     }
     return nullptr;
 }
 
-// Caller holds mBufferLock. Retires at most one buffer per idle pass; an
-// expired buffer keeps mRetired and mContinued false, so the request's writer
-// is dropped once it is written.
-bool ScenarioRecorder::expireOneBuffer(int* requestNum, int32_t* age) {
+// Caller holds mBufferLock, and keeps it from the move through the debug
+// line to the loop's next look at the queue: no retirement slips in between,
+// so the expired buffer is taken with the queue as the expiry left it, and
+// written with the flush and the priority that queue calls for. Retires at most one buffer per idle
+// pass; an expired buffer keeps mRetired and mContinued false, so the request's writer is dropped
+// once it is written.
+void ScenarioRecorder::expireOneBuffer() {
     for (auto it = mActiveBuffers.begin(); it != mActiveBuffers.end(); ++it) {
-        *age = ageInSeconds(it->second->mCreateTime);
-        if (*age < kExpirySeconds) continue;
-        *requestNum = it->first;
+        const int32_t age = ageInSeconds(it->second->mCreateTime);
+        if (age < kExpirySeconds) continue;
+        const int requestNum = it->first;
         mPendingBuffers.push_back(std::move(it->second));
         mActiveBuffers.erase(it);
-        return true;
+        SR_LOG_AS(Level::kDebug, kFunctionName,
+                  "Request(%d)'s buffer is expired. It's life time is(%d)", requestNum, age);
+        return;
     }
-    return false;
 }
 
 void ScenarioRecorder::writeBuffer(Buffer* buffer, size_t buffersBehind) {
@@ -172,23 +168,22 @@ void ScenarioRecorder::writeBuffer(Buffer* buffer, size_t buffersBehind) {
     if (buffersBehind == 0) writer->flush(true);
 }
 
-// Takes the request's queued headline items, appends those that fit to the
-// buffer's headline, and copies the headline into the buffer's headline block,
-// where it becomes the block's line. The entry leaves the map as a node, which
-// neither allocates nor frees: mNddLock is held for the lookup alone, never
-// across a call into the allocator, whose locks the producers share. The
-// items are freed with the node, after the lock is released.
+// Puts the request's queued headline items into the buffer's headline and
+// copies the headline into the buffer's headline block, where it becomes the
+// block's line. The items are merged and their entry erased, which frees
+// them, in one hold of mNddLock: an item that another thread queues for the
+// request is either wholly in this buffer's headline or wholly left, in an
+// entry of its own, for the request's next buffer.
 void ScenarioRecorder::mergeHeadlineItems(Buffer* buffer) {
-    decltype(mNddInfos)::node_type entry;
     {
         std::unique_lock<std::mutex> lock(mNddLock, std::defer_lock);
         lockBriefly(lock);
         auto it = mNddInfos.find(buffer->mRequestNum);
-        if (it != mNddInfos.end()) entry = mNddInfos.extract(it);
-    }
-    if (!entry.empty()) {
-        for (const HeadlineItem& item : entry.mapped()) {
-            writeStringToHeadline(buffer, item.first.get(), item.second);
+        if (it != mNddInfos.end()) {
+            for (const HeadlineItem& item : it->second) {
+                writeStringToHeadline(buffer, item.first.get(), item.second);
+            }
+            mNddInfos.erase(it);
         }
     }
 
@@ -198,43 +193,30 @@ void ScenarioRecorder::mergeHeadlineItems(Buffer* buffer) {
     headlineRoom[headlineLength] = '\0';
 }
 
-// Drops the writer of a request that has ended, recycles the buffer, and
-// destroys default writers replaced while this thread wrote through them.
-// Writers and buffers are destroyed after the locks are released.
+// Drops the writer of a request that has ended and recycles the buffer.
+// The ended request's writer is destroyed under mWriterLock, which writes its
+// remaining bytes and closes its file: once another thread's recordNddInfo
+// holds the lock, that file is complete and closed. Default writers replaced
+// while this thread wrote through them go the same way. The buffer is reset,
+// an evicted free buffer destroyed and the queue's front moved to the pool in
+// one hold of mBufferLock.
 void ScenarioRecorder::handBackBuffer(Buffer* buffer) {
-    std::unique_ptr<FileWriter> endedWriter;
-    std::vector<std::unique_ptr<FileWriter>> replacedWriters;
     {
         std::lock_guard<std::mutex> lock(mWriterLock);
-        if (!buffer->mContinued) {
-            auto it = mFileWriters.find(buffer->mRequestNum);
-            if (it != mFileWriters.end()) {
-                endedWriter = std::move(it->second);
-                mFileWriters.erase(it);
-            }
-        }
+        if (!buffer->mContinued) mFileWriters.erase(buffer->mRequestNum);
         mWriterInUse = nullptr;
-        replacedWriters.swap(mReplacedWriters);
+        mReplacedWriters.clear();
     }
-    endedWriter.reset();
-    replacedWriters.clear();
-
-    std::unique_ptr<Buffer> evicted;
-    {
-        std::lock_guard<std::mutex> lock(mBufferLock);
-        buffer->mRetired.store(false, std::memory_order_relaxed);
-        buffer->mContinued = false;
-        buffer->mCursor = buffer->mData;
-        buffer->mRemaining = kBufferDataSize;
-        buffer->mHeadlineCursor = buffer->mHeadline;
-        buffer->mHeadlineRemaining = kHeadlineSize;
-        if (mFreeBuffers.size() >= kMaxFreeBuffers) {
-            evicted = std::move(mFreeBuffers.front());
-            mFreeBuffers.pop_front();
-        }
-        mFreeBuffers.push_back(std::move(mPendingBuffers.front()));
-        mPendingBuffers.pop_front();
-    }
+    std::lock_guard<std::mutex> lock(mBufferLock);
+    buffer->mRetired.store(false, std::memory_order_relaxed);
+    buffer->mContinued = false;
+    buffer->mCursor = buffer->mData;
+    buffer->mRemaining = kBufferDataSize;
+    buffer->mHeadlineCursor = buffer->mHeadline;
+    buffer->mHeadlineRemaining = kHeadlineSize;
+    if (mFreeBuffers.size() >= kMaxFreeBuffers) mFreeBuffers.pop_front();
+    mFreeBuffers.push_back(std::move(mPendingBuffers.front()));
+    mPendingBuffers.pop_front();
 }
 
 }  // namespace scenariorecorder

@@ -136,7 +136,7 @@ class SCENARIO_RECORDER_EXPORT ScenarioRecorder : public IScenarioRecorder {
     SCENARIO_RECORDER_LOCAL void writeBuffer(Buffer* buffer, size_t buffersBehind);
     SCENARIO_RECORDER_LOCAL void mergeHeadlineItems(Buffer* buffer);
     SCENARIO_RECORDER_LOCAL void handBackBuffer(Buffer* buffer);
-    SCENARIO_RECORDER_LOCAL bool expireOneBuffer(int* requestNum, int32_t* age);
+    SCENARIO_RECORDER_LOCAL void expireOneBuffer();
 
     // Lock order: mRequestLock before mBufferLock (deregisterRequest calls
     // printLog), and mWriterLock before mNddLock (recordNddInfo). Nothing else
