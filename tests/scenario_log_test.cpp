@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "Json.h"
-#include "LineReader.h"
+#include "base/Json.h"
+#include "reading/LineReader.h"
 #include "support/ReaderRun.h"
 #include "support/TempDir.h"
 

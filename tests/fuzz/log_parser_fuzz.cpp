@@ -16,12 +16,12 @@
 #include <vector>
 
 #include "ConvertToString.h"
-#include "LineReader.h"
-#include "LogFileName.h"
-#include "LogParser.h"
 #include "RecordFormat.h"
 #include "Report.h"
-#include "TextCompare.h"
+#include "reading/LineReader.h"
+#include "reading/LogFileName.h"
+#include "reading/LogParser.h"
+#include "tables/TextCompare.h"
 
 namespace sr = NSCam::TuningUtils::scenariorecorder;
 using scenariolog::LineKind;

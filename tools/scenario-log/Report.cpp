@@ -1,15 +1,15 @@
 #include "Report.h"
 
-#include "ChangesReport.h"
-#include "CommandLine.h"
-#include "DiffReport.h"
-#include "HtmlReport.h"
-#include "LogCatalog.h"
-#include "ProblemReport.h"
-#include "RecordReport.h"
-#include "RequestCollector.h"
-#include "SeriesWalker.h"
-#include "SummaryReport.h"
+#include "commands/ChangesReport.h"
+#include "commands/CommandLine.h"
+#include "commands/DiffReport.h"
+#include "commands/RecordReport.h"
+#include "commands/SummaryReport.h"
+#include "page/HtmlReport.h"
+#include "reading/LogCatalog.h"
+#include "reading/ProblemReport.h"
+#include "reading/SeriesWalker.h"
+#include "tables/RequestCollector.h"
 
 namespace scenariolog {
 namespace {

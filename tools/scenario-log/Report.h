@@ -6,11 +6,9 @@
 #include <string>
 #include <vector>
 
-namespace scenariolog {
+#include "base/ExitStatus.h"
 
-constexpr int kExitClean = 0;     // every input read and understood
-constexpr int kExitProblems = 1;  // report complete, some input had problems
-constexpr int kExitUsage = 2;     // bad usage; for diff any trouble
+namespace scenariolog {
 
 // `args` without the program name. `terminal`: `out` is a terminal, so
 // `diff` may colour what differs.

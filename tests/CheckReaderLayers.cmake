@@ -1,0 +1,25 @@
+# Fails when a file of scenario-log includes a header of a higher layer:
+# base < reading < tables < commands < page < the program (main, Report).
+# cmake -DREADER_DIR=tools/scenario-log -P CheckReaderLayers.cmake
+set(layers base reading tables commands page)
+file(GLOB_RECURSE sources RELATIVE ${READER_DIR} ${READER_DIR}/*.h ${READER_DIR}/*.cpp)
+set(violations "")
+foreach(source IN LISTS sources)
+  string(REGEX MATCH "^[a-z]+/" own_dir "${source}")
+  string(REPLACE "/" "" own_dir "${own_dir}")
+  list(FIND layers "${own_dir}" own_rank)
+  if(own_rank EQUAL -1)
+    continue()  # the program itself, and its tests, may include any layer
+  endif()
+  file(STRINGS ${READER_DIR}/${source} includes REGEX "^#include \"[a-z]+/")
+  foreach(include IN LISTS includes)
+    string(REGEX REPLACE "^#include \"([a-z]+)/.*" "\\1" included_dir "${include}")
+    list(FIND layers "${included_dir}" included_rank)
+    if(included_rank GREATER own_rank)
+      string(APPEND violations "\n  ${source}: ${include}")
+    endif()
+  endforeach()
+endforeach()
+if(violations)
+  message(FATAL_ERROR "includes from a lower layer to a higher one:${violations}")
+endif()

@@ -1,0 +1,51 @@
+// `show` and `grep`: the lines that match, printed as they are read.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <ostream>
+#include <string>
+
+#include "base/Json.h"
+#include "commands/CommandLine.h"
+#include "reading/SeriesWalker.h"
+
+namespace scenariolog {
+
+// Text output: "FILE:LINE: <line as written>", for `show` under a line
+// "== <kind> series <prefix> <time stamp>" per series, for `grep` with
+// "request N: " (or "request ?: ") in front of the line.
+class RecordReport : public SeriesVisitor {
+  public:
+    // `show --req N`: the headlines and records of request N.
+    static RecordReport forRequest(std::ostream& out, bool json, int request);
+    // `grep`: the records that pass `filter`.
+    static RecordReport forFilter(std::ostream& out, bool json, const RecordFilter& filter);
+
+    void beginSeries(const LogSeries& series) override;
+    void onHeadline(const LineContext& context, const Headline& headline) override;
+    void onRecord(const LineContext& context, const Record& record) override;
+
+    std::uint64_t matchedRecords() const { return mMatchedRecords; }
+    std::uint64_t unknownRequestRecords() const { return mUnknownRequestRecords; }
+
+  private:
+    RecordReport(std::ostream& out, bool json) : mOut(out), mJson(json) {}
+
+    void printSeriesHeader();
+    void printText(const LineContext& context);
+    // An object of `type` with the place of the line: file, line, series, request.
+    JsonObject placeJson(const LineContext& context, const char* type) const;
+
+    std::ostream& mOut;
+    bool mJson;
+    std::optional<int> mRequest;
+    RecordFilter mFilter;
+    const LogSeries* mSeries = nullptr;
+    bool mSeriesHeaderDue = false;
+    std::uint64_t mMatchedRecords = 0;
+    std::uint64_t mUnknownRequestRecords = 0;
+    std::string mLine;  // the text line being printed; kept for its buffer
+};
+
+}  // namespace scenariolog
