@@ -155,4 +155,27 @@ TEST(ScenarioLogChanges, RunsPerKeyInRequestOrder) {
     EXPECT_THAT(all.out, HasSubstr("    → 11  \"exposure 111\"\n"));
 }
 
+// Captures on both sides of 9,999 in one time-stamp second, whose names sort
+// "10019" before "9959" as text, are one capture timeline in number order.
+TEST(ScenarioLogChanges, CapturesPastRequest9999AreOneTimeline) {
+    TempDir dir;
+    for (int request : {9959, 9989, 10019, 10049}) {
+        writeFile(dir.file("000000042_" + std::to_string(request) +
+                           "_0001_capture__2025_0102_030405_TuningLog_01.txt"),
+                  headline(request) + decision("P1_NODE", "TOP_CONTROL", "sensor mode 0"));
+    }
+    const std::string summary = runReader({"summary", dir.path()}).out;
+    std::vector<std::size_t> places;
+    for (const char* request : {"_9959_", "_9989_", "_10019_", "_10049_"}) {
+        places.push_back(summary.find(request));
+    }
+    EXPECT_TRUE(std::is_sorted(places.begin(), places.end())) << summary;
+    EXPECT_NE(places.back(), std::string::npos);
+    const ReaderRun changes =
+        runReader({"changes", "--module", "P1_NODE", "--decision", "TOP_CONTROL", dir.path()});
+    EXPECT_EQ(changes.out,
+              "== capture requests 9959-10049 from 2025_0102_030405: 4 requests, 1 keys\n"
+              "P1_NODE Decision: TOP_CONTROL  9959-10049  \"sensor mode 0\"\n");
+}
+
 }  // namespace

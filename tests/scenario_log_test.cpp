@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <string>
 #include <utility>
 #include <vector>
@@ -204,4 +205,78 @@ TEST(ScenarioLogReport, ReportPageIsWrittenWholeOrNotAtAll) {
     EXPECT_THAT(testsupport::readFile(dir.file("page.html")),
                 HasSubstr("<script type=\"application/octet-stream\" id=\"series-1\">"));
     EXPECT_EQ(runReader({"summary", dir.path()}).code, kExitClean);
+}
+
+// Names of one folder and one time-stamp second whose text order is not their
+// number order: requests of four, five and six digits, unique keys of nine and
+// ten, negative numbers, file index 100, and prefixes cut at 29 characters
+// (after the word, inside it, and inside the tag). Every command walks them
+// by time stamp, unique key, request and tag as numbers; files by index.
+TEST(ScenarioLogFileNames, SeriesOfOneSecondComeInNumberOrder) {
+    struct Series {
+        std::string prefix;
+        int request;
+        std::string parsed;  // as `summary --json` has it, from "kind" to the files' first index
+    };
+    const std::string stamp = R"("timeStamp":"2025_0102_030405",)";
+    const std::vector<Series> ordered = {
+        {"-2147483648_-2147483648_12345", INT_MIN,
+         R"("kind":"unknown","prefix":"-2147483648_-2147483648_12345",)" + stamp +
+             R"("uniqueKey":-2147483648,"requestNum":-2147483648,"tagNumber":null,)"
+             R"("prefixCut":true,"files":[{"index":1,)"},
+        {"-00000001_-002_0001_capture_", -2,
+         R"("uniqueKey":-1,"requestNum":-2,"tagNumber":1,"prefixCut":false,)"},
+        {"-00000001_-001_-001_capture_", -1,
+         R"("uniqueKey":-1,"requestNum":-1,"tagNumber":-1,"prefixCut":false,)"},
+        {"000000042_0000_0000_preview_", 0,
+         R"("kind":"preview","prefix":"000000042_0000_0000_preview_",)" + stamp +
+             R"("uniqueKey":42,"requestNum":0,"tagNumber":0,"prefixCut":false,)"
+             R"("files":[{"index":99,)"},
+        {"000000042_9999_0001_capture_", 9999, R"("requestNum":9999,"tagNumber":1,)"},
+        {"000000042_10000_0001_capture_", 10000,
+         R"("requestNum":10000,"tagNumber":1,"prefixCut":false,)"},
+        {"000000042_100000_0001_capture", 100000,
+         R"("kind":"capture","prefix":"000000042_100000_0001_capture",)" + stamp +
+             R"("uniqueKey":42,"requestNum":100000,"tagNumber":1,"prefixCut":true,)"},
+        {"999999999_0005_0001_capture_", 5, R"("uniqueKey":999999999,"requestNum":5,)"},
+        {"1000000000_0005_0001_capture_", 5,
+         R"("uniqueKey":1000000000,"requestNum":5,"tagNumber":1,"prefixCut":false,)"},
+        {"1000000000_100000_12345_captu", 100000,
+         R"("kind":"capture","prefix":"1000000000_100000_12345_captu",)" + stamp +
+             R"("uniqueKey":1000000000,"requestNum":100000,"tagNumber":12345,"prefixCut":true,)"},
+    };
+    TempDir dir;
+    std::vector<std::string> places;  // of the records, in the order expected
+    for (const Series& series : ordered) {
+        const std::string block = "[UKey: 1][ReqNum: " + std::to_string(series.request) +
+                                  "]\n[ModuleName: M][Decision: D] text\n";
+        const std::string name = dir.file(series.prefix + "_2025_0102_030405_TuningLog_");
+        if (series.request != 0) {
+            writeFile(name + "01.txt", block);
+            places.push_back(name + "01.txt:2");
+            continue;
+        }
+        for (const std::string index : {"99", "100"}) {
+            writeFile(name + index + ".txt", "-- CONTINUED --\n" + block);
+            places.push_back(name + index + ".txt:3");
+        }
+    }
+    const ReaderRun summary = runReader({"summary", "--json", dir.path()});
+    EXPECT_EQ(summary.code, kExitClean) << summary.err;
+    const auto lines = splitLines(summary.out);
+    ASSERT_EQ(lines.size(), ordered.size() + 1) << summary.out;
+    for (std::size_t i = 0; i < ordered.size(); ++i) {
+        EXPECT_THAT(lines[i], HasSubstr(ordered[i].parsed)) << ordered[i].prefix;
+    }
+    EXPECT_THAT(lines[3], HasSubstr(R"(.txt"},{"index":100,)"));
+
+    std::vector<std::string> grepped;
+    for (const std::string& line :
+         splitLines(runReader({"grep", "--module", "M", dir.path()}).out)) {
+        grepped.push_back(line.substr(0, line.find(": request")));
+    }
+    EXPECT_EQ(grepped, places);
+    const std::string shown = runReader({"show", "--req", "5", dir.path()}).out;
+    EXPECT_LT(shown.find("series 999999999_0005_"), shown.find("series 1000000000_0005_"));
+    EXPECT_NE(shown.find("series 1000000000_0005_"), std::string::npos);
 }

@@ -4,10 +4,11 @@
   report_browser_test.py simulator|hostile --reader R --sim S --work-dir D [--emulator WORDS]
 
 simulator: a simulator run's page shows the series, requests and records of
-`summary --json`, the rows and changes of `changes --json` per series; a click
-on a column shows the request's lines as the files hold them, at the places
-`show --json` gives; a shift-click the diff of `diff --json`, also with
-numbers ignored.
+`summary --json`, series and requests in number order across request 10,000,
+the rows and changes of `changes --json` per series; a click on a column shows
+the request's lines as the files hold them, at the places `show --json` gives
+(requests 9,999 and 10,000); a shift-click the diff of `diff --json`, also
+with numbers ignored.
 hostile: texts that are markup, script, quotes, control characters and bytes
 that are not UTF-8, in a folder whose name is markup too, show as written and
 nothing of them runs or becomes an element; the NUL line is a problem.
@@ -24,6 +25,11 @@ import subprocess
 import sys
 
 from chromium_page import SHIFT, Chromium, find_chromium
+
+
+# The simulator's requests cross from four digits to five, where their names
+# sort out of number order as text.
+CROSSING = 10000
 
 
 class Failure(Exception):
@@ -135,13 +141,22 @@ def requests_of(summary):
     return [n for first, last in summary["requests"] for n in range(first, last + 1)]
 
 
+def number_order(summary):
+    return summary["timeStamp"], summary["uniqueKey"], summary["requestNum"], summary["tagNumber"]
+
+
 def simulator_test(reader, work):
     logs, page_path = os.path.join(work, "logs"), os.path.join(work, "report.html")
-    reader.run("--duration", "1", "--capture-interval", "6", "--out", logs, "--quiet", program=reader.sim)
+    reader.run("--first-request", str(CROSSING - 10), "--duration", "1", "--capture-interval", "6",
+               "--out", logs, "--quiet", program=reader.sim)
     series = [s for s in reader.json_lines("summary", "--json", logs) if s["type"] == "series"]
+    expect(series == sorted(series, key=number_order), "the summary's series are not in number order")
     reader.run("report", logs, "-o", page_path)
     with Chromium() as browser:
         page = Page(browser, page_path)
+        differ("series", page.value("[...document.querySelectorAll('#series-table .series-name')]"
+                                    ".map((cell) => cell.textContent)"),
+               [s["prefix"] + " " + s["timeStamp"] for s in series])
         expect(page.value("document.querySelectorAll('#series-select option').length") == len(series),
                "the page lists another number of series than the summary")
         for index, summary in enumerate(series):
@@ -161,7 +176,8 @@ def simulator_test(reader, work):
         summary = series[largest]
         requests = requests_of(summary)
         key = summary["prefix"] + "_" + summary["timeStamp"]
-        a, b = len(requests) // 3, 2 * len(requests) // 3
+        b = next(i for i, n in enumerate(requests) if n >= CROSSING)
+        a = b - 1
         page.click_column(a)
         differ(f"request {requests[a]}", page.request_lines(requests[a]),
                expected_lines(reader, logs, key, requests[a]))

@@ -55,6 +55,7 @@ Pipeline::~Pipeline() {
 }
 
 void Pipeline::start() {
+    mNextRequest = mOptions.mFirstRequest;
     mUniqueKey = firstUniqueKey();
     mResult.mUniqueKeys.push_back(mUniqueKey);
     for (size_t w = 0; w < mQueues.size(); ++w) {
@@ -93,10 +94,10 @@ void Pipeline::requestThreadEntry() {
     const auto period = std::chrono::nanoseconds(1000000000LL / mOptions.mFps);
     Clock::time_point deadline = start;
     Clock::time_point sessionStart = start;
-    for (int frame = 0; deadline < end; ++frame) {
+    while (deadline < end) {
         std::this_thread::sleep_until(deadline);
         reconfigureIfDue(&sessionStart);
-        issueRequest(frame, sink);
+        issueRequest(sink);
         // A late frame is not made up for: the next one follows a period later.
         deadline = std::max(deadline + period, Clock::now());
     }
@@ -123,9 +124,9 @@ void Pipeline::workerThreadEntry(size_t worker) {
 // The request thread holds the request while its own modules report, and
 // takes a printer for every worker module before it lets go, so the request
 // never looks finished while a worker still has it queued.
-void Pipeline::issueRequest(int frame, RecordSink& sink) {
+void Pipeline::issueRequest(RecordSink& sink) {
     const bool capture =
-        mOptions.mCaptureInterval > 0 && (frame + 1) % mOptions.mCaptureInterval == 0;
+        mOptions.mCaptureInterval > 0 && (mNextRequest + 1) % mOptions.mCaptureInterval == 0;
     const std::vector<const ModuleScript*> modules = workerModulesFor(capture);
     waitForRoom();
     std::shared_ptr<SimRequest> request = newRequest(capture, static_cast<int>(modules.size()) + 1);

@@ -62,7 +62,7 @@ class Pipeline {
 
     void requestThreadEntry();
     void workerThreadEntry(size_t worker);
-    void issueRequest(int frame, RecordSink& sink);
+    void issueRequest(RecordSink& sink);
     void endSession(RecordSink& sink);
     std::shared_ptr<SimRequest> newRequest(bool capture, int holders);
     std::vector<const ModuleScript*> workerModulesFor(bool capture) const;

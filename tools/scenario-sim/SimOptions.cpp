@@ -17,7 +17,7 @@ const char* const kHelpText =
 
 Plays a camera session against the scenario recorder, the way the camera HAL
 server does: a request thread issues preview requests at a frame rate and a
-capture request every few frames, pipeline threads (P2Streaming, 3A,
+capture request every few requests, pipeline threads (P2Streaming, 3A,
 FaceDetection, P2Capture) work on them and report decision and execution
 records, and the recorder writes tuning log files into the output folder.
 The preview session is reconfigured every 2 seconds (a new unique key).
@@ -31,7 +31,11 @@ Options:
   --duration SECONDS       length of the session (default 3)
   --fps N                  preview frame rate, 1 to 1000 (default 30)
   --threads N              pipeline worker threads, 1 to 64 (default 4)
-  --capture-interval N     a capture request every N frames, 0 for none (default 30)
+  --capture-interval N     every request whose number + 1 is a multiple of N
+                           is a capture request, 0 for none (default 30)
+  --first-request N        the first request's number, 0 to 1000000000
+                           (default 0); scene and captures follow the number,
+                           so 9990 reaches request 10,000 after 10 frames
   --records N              records per module per request, 1 to 200 (default 4)
   --flush-ms N             idle interval of the recorder's writer thread (default 100)
   --out FOLDER             log folder, made with its parents (default scenario_logs)
@@ -51,6 +55,9 @@ could not be written, 2 on bad usage (one-line error).
 namespace {
 
 constexpr double kMaxDurationSeconds = 86400.0;
+// Leaves room for a day at the highest frame rate below INT_MAX, magic
+// numbers included.
+constexpr int kMaxFirstRequest = 1000000000;
 
 struct IntRange {
     int SimOptions::*mField;
@@ -63,6 +70,7 @@ const std::map<std::string, IntRange>& intOptions() {
         {"--fps", {&SimOptions::mFps, 1, 1000}},
         {"--threads", {&SimOptions::mWorkerThreads, 1, 64}},
         {"--capture-interval", {&SimOptions::mCaptureInterval, 0, 1000000}},
+        {"--first-request", {&SimOptions::mFirstRequest, 0, kMaxFirstRequest}},
         {"--records", {&SimOptions::mRecordsPerModule, 1, 200}},
         {"--flush-ms", {&SimOptions::mFlushIntervalMs, 0, 60000}},
         {"--seed", {&SimOptions::mSeed, 0, 2147483647}},

@@ -10,7 +10,8 @@ struct SimOptions {
     double mDurationSeconds = 3.0;
     int mFps = 30;
     int mWorkerThreads = 4;
-    int mCaptureInterval = 30;  // a capture request every N frames; 0 for none
+    int mCaptureInterval = 30;  // a capture request every N requests; 0 for none
+    int mFirstRequest = 0;      // the number of the session's first request
     int mRecordsPerModule = 4;
     int mFlushIntervalMs = 100;
     std::string mOutFolder = "scenario_logs";

@@ -39,6 +39,13 @@ std::string jsonString(const std::string& text) {
     return json + "\"";
 }
 
+// What the camera saw: the truth that the scene-following texts tell.
+std::string sceneJson(const SceneState& scene) {
+    return "{\"lightTenths\": " + std::to_string(scene.mLightTenths) +
+           ", \"faces\": " + std::to_string(scene.mFaces) +
+           ", \"converging\": " + (scene.mConverging ? "true" : "false") + "}";
+}
+
 std::string requestJson(const SimRequest& request) {
     return "{\"requestNum\": " + std::to_string(request.mRequestNum) + ", \"kind\": \"" +
            (request.mCapture ? "capture" : "preview") +
@@ -46,7 +53,8 @@ std::string requestJson(const SimRequest& request) {
            ", \"handedOff\": " + (request.mHolders.load() == 0 ? "true" : "false") +
            ", \"decision\": " + std::to_string(request.mDecisions.load()) +
            ", \"execution\": " + std::to_string(request.mExecutions.load()) +
-           ", \"headlineTexts\": " + std::to_string(request.mHeadlineTexts.load()) + "}";
+           ", \"headlineTexts\": " + std::to_string(request.mHeadlineTexts.load()) +
+           ", \"scene\": " + sceneJson(request.mScene) + "}";
 }
 
 std::string keysJson(const std::vector<int>& keys) {

@@ -2,8 +2,9 @@
 // text, and where the text changed.
 //
 // Requests are taken in number order, one timeline per series kind (preview
-// requests, capture requests), across the series read in time order, for as
-// long as the numbering goes on: a series named by a request number already
+// requests, capture requests), across the series in the catalog's order (by
+// time stamp, then by number: the captures of one second lowest first), for
+// as long as the numbering goes on: a series named by a request number already
 // taken, or far below the requests taken (the camera started again, or the
 // folder holds several runs), ends the timeline and starts a new one, so that
 // two requests with one number are never taken for one. Keys are listed by

@@ -11,7 +11,8 @@ const char* const kHelpText =
 Reads tuning log files ("<prefix>_<time stamp>_TuningLog_<NN>.txt"). A FOLDER
 is read for the files directly in it; files of one series (same prefix and time
 stamp) are read in index order across "-- CONTINUED --", series in time stamp
-order. Files stream through in bounded memory, whatever their size.
+order, then by unique key, request and tag number (as numbers: 9959 before
+10019). Files stream through in bounded memory, whatever their size.
 
 Commands:
   summary            per file series: its files, the requests it holds, and

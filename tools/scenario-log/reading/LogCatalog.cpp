@@ -99,12 +99,13 @@ std::vector<LogSeries> Collector::takeSeries() {
     std::vector<LogSeries> all;
     for (auto& entry : mSeries) {
         LogSeries& series = entry.second;
-        std::sort(series.files.begin(), series.files.end(),
-                  [](const LogFile& a, const LogFile& b) { return a.name.index < b.name.index; });
+        std::sort(series.files.begin(), series.files.end(), [](const LogFile& a, const LogFile& b) {
+            return LogFileNameLess()(a.name, b.name);
+        });
         all.push_back(std::move(series));
     }
-    std::stable_sort(all.begin(), all.end(), [](const LogSeries& a, const LogSeries& b) {
-        return a.identity().timeStamp < b.identity().timeStamp;
+    std::sort(all.begin(), all.end(), [](const LogSeries& a, const LogSeries& b) {
+        return LogFileNameLess()(a.identity(), b.identity());
     });
     return all;
 }

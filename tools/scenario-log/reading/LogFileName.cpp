@@ -1,6 +1,7 @@
 #include "reading/LogFileName.h"
 
 #include <charconv>
+#include <tuple>
 
 #include "base/TextScan.h"
 
@@ -92,6 +93,11 @@ const char* seriesKindName(SeriesKind kind) {
             break;
     }
     return "unknown";
+}
+
+bool LogFileNameLess::operator()(const LogFileName& a, const LogFileName& b) const {
+    return std::tie(a.timeStamp, a.uniqueKey, a.requestNum, a.tagNumber, a.prefix, a.index) <
+           std::tie(b.timeStamp, b.uniqueKey, b.requestNum, b.tagNumber, b.prefix, b.index);
 }
 
 std::optional<LogFileName> parseLogFileName(std::string_view text) {

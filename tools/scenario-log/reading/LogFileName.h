@@ -1,4 +1,5 @@
-// Names of tuning log files: "<prefix>_<time stamp>_TuningLog_<index>.txt".
+// Names of tuning log files: "<prefix>_<time stamp>_TuningLog_<index>.txt",
+// and the order in which the reader takes them.
 //
 // The prefix is "<unique key>_<request>_<tag>_<word>_" with the numbers
 // zero-padded ("%09d_%04d_%04d_"; a negative number keeps its minus sign inside
@@ -35,6 +36,18 @@ struct LogFileName {
 
     // Files with the same series key belong to one series.
     std::string seriesKey() const { return prefix + "_" + timeStamp; }
+};
+
+// The reader's order of files, the one order that every command and the page
+// follow: by time stamp, then unique key, request number and tag number as
+// numbers (a tag that the cut shortened before any whole one), then the prefix
+// as written, then the index. The fields are numbers because their text sorts
+// wrong: "%04d" widens past 9,999 ("10009" before "9959"), "%02d" past 99, and
+// a minus sign sorts "-002" after "-001". The time stamp has a fixed shape, so
+// its text sorts in time. Files of one series sort by index; the first file of
+// each series puts the series in order.
+struct LogFileNameLess {
+    bool operator()(const LogFileName& a, const LogFileName& b) const;
 };
 
 // Splits a file name (without folder) into its parts; nullopt for any name
