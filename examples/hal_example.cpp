@@ -117,9 +117,11 @@ class Pipeline {
 void runRequest(sr::IScenarioRecorder* recorder, Pipeline* pipeline, int requestNum) {
     const bool isCapture = requestNum == kCaptureRequest;
     sr::ScenarioLogPrinter hold(requestNum);
-    // Names the file series of the request's records. Without it the
-    // request's records have no file: they are dropped, and the writer
-    // thread logs "Unable to open file...".
+    // Names the file series of the request's records: the preview requests
+    // of one unique key share one, a capture request gets its own. Before
+    // the first preview report there is no series: the records of a request
+    // without a report are dropped, and the writer thread logs "Unable to
+    // open file...".
     recorder->recordNddInfo(kUniqueKey, requestNum, /*tagNumber=*/isCapture ? 1 : 0, isCapture);
 
     sr::DecisionParam decision;
