@@ -5,16 +5,26 @@
 // per-request memory and a background thread writes them into tuning log
 // files. A record costs its caller a format and a copy, never file work.
 //
-// Usage:
+// Usage (examples/hal_example.cpp runs it; the numbers are the constants of
+// ScenarioRecorderIds.h):
+//   ScenarioRecorderInitializer starter;         // once per process: starts the writer thread
+//   ...
 //   auto* recorder = IScenarioRecorder::getInstance();
 //   if (recorder->isScenarioRecorderOn()) {
-//       ScenarioLogPrinter guard(requestNum);        // holds the request open
-//       DecisionParam param;
-//       param.requestNum = requestNum;
-//       param.moduleId = 0x00404001;
-//       param.decisionType = ISP_FLOW;
-//       recorder->submitDecisionRecord(param, "use 3DNR");
+//       ScenarioLogPrinter hold(requestNum);     // the last hold hands the request's log off
+//       recorder->recordNddInfo(uniqueKey, requestNum, tagNumber, isCapture);
+//       ResultParam result;
+//       result.requestNum = requestNum;
+//       result.moduleId = kModuleP2Streaming;
+//       result.stageId = kStageMdp;
+//       result.decisionType = ISP_FLOW;
+//       recorder->submitExecutionRecord(result, "MDP out 1920x1080");
 //   }
+// recordNddInfo names the file series of the request's records. Without any
+// preview report there is no series: the records of a request without a
+// report of its own are dropped, and the writer thread logs "Unable to open
+// file..." for each of its buffers; a capture request without its report
+// goes into the preview series.
 #pragma once
 
 #include <stdint.h>
@@ -76,7 +86,7 @@ class SCENARIO_RECORDER_EXPORT IScenarioRecorder {
     // Reports which request and which preview or capture series a request
     // belongs to. Capture requests get their own file series; preview requests
     // share one, which starts anew when `uniqueKey` changes. May create files
-    // on the caller's thread.
+    // on the caller's thread. Ignored while the recorder is not started.
     virtual void recordNddInfo(int uniqueKey, int requestNum, int tagNumber, bool isCapture) = 0;
 
     // Whether the recorder was switched on by its enable property. One plain

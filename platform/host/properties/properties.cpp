@@ -5,14 +5,68 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <algorithm>
+#include <cctype>
 #include <fstream>
+#include <iostream>
 #include <mutex>
+#include <set>
 #include <string>
 #include <unordered_map>
+#include <vector>
+
+#include "RecorderProperties.h"
 
 namespace {
 
+namespace recorder = NSCam::TuningUtils::scenariorecorder;
+
 constexpr const char* kSeedFileVariable = "ZYNCAM_HOST_PROPERTIES";
+
+// Keys that start like the recorder's own (letter case aside) but are none of
+// them are misspellings: the recorder would read its default in silence. The
+// enable key's capital R makes the likeliest one.
+constexpr const char* kRecorderKeyPrefix = "vendor.debug.camera.scenario";
+constexpr const char* kRecorderKeys[] = {recorder::kEnableProperty, recorder::kFolderProperty,
+                                         recorder::kFlushIntervalProperty};
+
+bool startsWithIgnoringCase(const std::string& text, const std::string& prefix) {
+    if (text.size() < prefix.size()) return false;
+    return std::equal(prefix.begin(), prefix.end(), text.begin(), [](char a, char b) {
+        return std::tolower(static_cast<unsigned char>(a)) ==
+               std::tolower(static_cast<unsigned char>(b));
+    });
+}
+
+// Edits (insertions, deletions, replacements; case counts) that turn a into b.
+size_t editDistance(const std::string& a, const std::string& b) {
+    std::vector<size_t> row(b.size() + 1);
+    for (size_t j = 0; j <= b.size(); ++j) row[j] = j;
+    for (size_t i = 1; i <= a.size(); ++i) {
+        size_t diagonal = row[0];
+        row[0] = i;
+        for (size_t j = 1; j <= b.size(); ++j) {
+            const size_t above = row[j];
+            row[j] = std::min({row[j] + 1, row[j - 1] + 1, diagonal + (a[i - 1] != b[j - 1])});
+            diagonal = above;
+        }
+    }
+    return row[b.size()];
+}
+
+const char* nearestRecorderKey(const std::string& key) {
+    const char* nearest = kRecorderKeys[0];
+    for (const char* candidate : kRecorderKeys) {
+        if (editDistance(key, candidate) < editDistance(key, nearest)) nearest = candidate;
+    }
+    return nearest;
+}
+
+bool isMisspeltRecorderKey(const std::string& key) {
+    if (!startsWithIgnoringCase(key, kRecorderKeyPrefix)) return false;
+    return std::none_of(std::begin(kRecorderKeys), std::end(kRecorderKeys),
+                        [&key](const char* known) { return key == known; });
+}
 
 class PropertyStore {
   public:
@@ -44,14 +98,21 @@ class PropertyStore {
         if (path == nullptr || *path == '\0') return;
         std::ifstream file(path);
         std::string line;
+        std::set<std::string> warned;
         while (std::getline(file, line)) {
             if (!line.empty() && line.back() == '\r') line.pop_back();
             if (line.empty() || line[0] == '#') continue;
             const size_t equals = line.find('=');
             if (equals == std::string::npos || equals == 0) continue;
+            std::string key = line.substr(0, equals);
+            if (isMisspeltRecorderKey(key) && warned.insert(key).second) {
+                std::cerr << path << ": unknown property " << key
+                          << ", which the scenario recorder ignores; did you mean "
+                          << nearestRecorderKey(key) << "?\n";
+            }
             std::string value = line.substr(equals + 1);
             if (value.size() >= PROPERTY_VALUE_MAX) continue;
-            mValues[line.substr(0, equals)] = value;
+            mValues[key] = value;
         }
     }
 

@@ -4,6 +4,9 @@
 // they are seeded once, on first use, from the file named by the environment
 // variable ZYNCAM_HOST_PROPERTIES (lines of "key=value"; blank lines and lines
 // starting with '#' are ignored), and property_set() changes them from then on.
+// A key of that file that starts like the scenario recorder's keys
+// ("vendor.debug.camera.scenario", in any case) but is none of them is
+// reported once on standard error with the nearest of the recorder's keys.
 // All functions are thread-safe.
 #pragma once
 
