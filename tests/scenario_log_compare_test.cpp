@@ -144,7 +144,7 @@ TEST(ScenarioLogChanges, RunsPerKeyInRequestOrder) {
               "P2Streaming Decision: ISP_FLOW\n"
               "      0-5  \"3DNR on\"\n"
               "    → 6-11  \"3DNR off\"\n"
-              "== preview requests 0-1 from 2025_0102_030406: 2 requests, 1 keys\n"
+              "== preview requests 0-1 from 2025_0102_030406: 2 requests, 1 key\n"
               "P2Streaming Decision: ISP_FLOW  0-1  \"3DNR on\"\n");
 
     const ReaderRun steady =

@@ -98,7 +98,7 @@ TEST(ScenarioLogReport, ShowFollowsRequestAcrossSeriesAndContinuedFiles) {
                   c2 + ":2: [SensorId: 0][ModuleName: P2Capture][Stage_MDP][Result: "
                        "TOP_CONTROL] done",
               }));
-    EXPECT_THAT(result.err, HasSubstr("1 records of unknown request"));
+    EXPECT_THAT(result.err, HasSubstr("1 record of unknown request"));
 }
 
 // Every problem is listed with its file and line, and the records around it
@@ -142,7 +142,7 @@ TEST(ScenarioLogReport, ProblemsAreListedAndTheReportGoesOn) {
             older + ":8: unexpected \"-- CONTINUED --\" line",
             older + ":9: last line has no line break (torn write)",
             dir.file(kOlderPreview + "03.txt") +
-                ": file(s) with index 2 to 2 of this series are missing"}));
+                ": file with index 2 of this series is missing"}));
     EXPECT_THAT(result.out,
                 HasSubstr("  requests: 3\n  blocks 2, records 4 (decision 4, execution 0), "
                           "of unknown request 2\n"));

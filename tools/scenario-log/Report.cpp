@@ -1,5 +1,6 @@
 #include "Report.h"
 
+#include "base/Counted.h"
 #include "commands/ChangesReport.h"
 #include "commands/CommandLine.h"
 #include "commands/DiffReport.h"
@@ -35,8 +36,8 @@ void printRecordNotes(const Options& options, const RecordReport& report, std::o
         err << "\n";
     }
     if (options.request && report.unknownRequestRecords() > 0) {
-        err << "scenario-log: " << report.unknownRequestRecords()
-            << " records of unknown request (preview blocks without [ReqNum: N]) not shown\n";
+        err << "scenario-log: " << counted(report.unknownRequestRecords(), "record", "records")
+            << " of unknown request (preview blocks without [ReqNum: N]) not shown\n";
     }
 }
 
@@ -61,8 +62,8 @@ void runChanges(const Options& options, const std::vector<LogSeries>& series,
     if (options.json) return;
     if (report.keys() == 0) err << "scenario-log: no matching records\n";
     if (report.unknownRequestRecords() > 0) {
-        err << "scenario-log: " << report.unknownRequestRecords()
-            << " records of unknown request (preview blocks without [ReqNum: N]) left out\n";
+        err << "scenario-log: " << counted(report.unknownRequestRecords(), "record", "records")
+            << " of unknown request (preview blocks without [ReqNum: N]) left out\n";
     }
 }
 

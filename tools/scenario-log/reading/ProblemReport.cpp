@@ -1,5 +1,6 @@
 #include "reading/ProblemReport.h"
 
+#include "base/Counted.h"
 #include "base/Json.h"
 
 namespace scenariolog {
@@ -18,7 +19,7 @@ void ProblemReport::finish() {
     if (mFileCount > kListedPerFile) {
         const std::uint64_t unlisted = mFileCount - kListedPerFile;
         print(mFile, std::nullopt,
-              std::to_string(unlisted) + " more problems in this file not listed");
+              counted(unlisted, "more problem", "more problems") + " in this file not listed");
     }
     mFileCount = 0;
 }
