@@ -39,6 +39,10 @@ class TeeProblems : public ProblemSink {
         mCommandLine.report(path, line, reason);
         mPage.report(path, line, reason);
     }
+    void reportInputError(const std::string& path, std::string_view reason) override {
+        mCommandLine.reportInputError(path, reason);
+        mPage.report(path, std::nullopt, reason);
+    }
     void finish() {
         mCommandLine.finish();
         mPage.finish();

@@ -23,9 +23,10 @@ struct LogSeries {
 
 // Reads the inputs: a file is taken as it is, a folder for the regular files
 // directly in it (subfolders are not entered; nor HTML pages, which `report`
-// may have written there). Inputs that can't be read,
-// folders without a tuning log file, and files whose names this system does
-// not produce are reported to `problems` and left out. Series come ordered by time stamp, then
+// may have written there). Inputs that can't be read, folders without a
+// tuning log file and input files whose names this system does not produce
+// are input errors; files in a folder with such names are problems. Both are
+// reported to `problems` and left out. Series come ordered by time stamp, then
 // prefix; a second file with the index of one already taken (the same series in two folders) is
 // reported and left out; the same file named twice is taken once.
 std::vector<LogSeries> catalogInputs(const std::vector<std::string>& inputs, ProblemSink& problems);

@@ -15,6 +15,11 @@ void ProblemReport::report(const std::string& path, std::optional<std::uint64_t>
     if (++mFileCount <= kListedPerFile) print(path, line, reason);
 }
 
+void ProblemReport::reportInputError(const std::string& path, std::string_view reason) {
+    ++mInputErrors;
+    report(path, std::nullopt, reason);
+}
+
 void ProblemReport::finish() {
     if (mFileCount > kListedPerFile) {
         const std::uint64_t unlisted = mFileCount - kListedPerFile;
