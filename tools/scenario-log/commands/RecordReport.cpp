@@ -2,6 +2,8 @@
 
 #include <charconv>
 
+#include "base/Counted.h"
+
 namespace scenariolog {
 namespace {
 
@@ -33,6 +35,7 @@ void RecordReport::beginSeries(const LogSeries& series) {
 
 void RecordReport::onHeadline(const LineContext& context, const Headline& headline) {
     if (!mRequest || context.request != mRequest) return;
+    ++mMatched;
     if (!mJson) {
         printText(context);
         return;
@@ -49,7 +52,7 @@ void RecordReport::onHeadline(const LineContext& context, const Headline& headli
 void RecordReport::onRecord(const LineContext& context, const Record& record) {
     if (!context.request) ++mUnknownRequestRecords;
     if (mRequest ? context.request != mRequest : !mFilter.matches(record)) return;
-    ++mMatchedRecords;
+    ++mMatched;
     if (!mJson) {
         printText(context);
         return;
@@ -66,6 +69,19 @@ void RecordReport::onRecord(const LineContext& context, const Record& record) {
         object.add("stage", record.stage).add("result", record.result);
     }
     mOut << object.add("text", record.text).str() << "\n";
+}
+
+void RecordReport::printNotes(std::ostream& err) const {
+    if (mJson) return;
+    if (mMatched == 0 && mRequest) {
+        err << "scenario-log: request " << *mRequest << " is in none of the inputs\n";
+    } else if (mMatched == 0) {
+        err << "scenario-log: no matching records\n";
+    }
+    if (mRequest && mUnknownRequestRecords > 0) {
+        err << "scenario-log: " << counted(mUnknownRequestRecords, "record", "records")
+            << " of unknown request (preview blocks without [ReqNum: N]) not shown\n";
+    }
 }
 
 void RecordReport::printSeriesHeader() {

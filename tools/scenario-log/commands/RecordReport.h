@@ -7,7 +7,7 @@
 #include <string>
 
 #include "base/Json.h"
-#include "commands/CommandLine.h"
+#include "commands/RecordFilter.h"
 #include "reading/SeriesWalker.h"
 
 namespace scenariolog {
@@ -26,8 +26,10 @@ class RecordReport : public SeriesVisitor {
     void onHeadline(const LineContext& context, const Headline& headline) override;
     void onRecord(const LineContext& context, const Record& record) override;
 
-    std::uint64_t matchedRecords() const { return mMatchedRecords; }
-    std::uint64_t unknownRequestRecords() const { return mUnknownRequestRecords; }
+    // Lines printed: records, and for `show` headlines.
+    std::uint64_t matched() const { return mMatched; }
+    // Notes on `err` (not with --json) what was not found or left out.
+    void printNotes(std::ostream& err) const;
 
   private:
     RecordReport(std::ostream& out, bool json) : mOut(out), mJson(json) {}
@@ -43,7 +45,7 @@ class RecordReport : public SeriesVisitor {
     RecordFilter mFilter;
     const LogSeries* mSeries = nullptr;
     bool mSeriesHeaderDue = false;
-    std::uint64_t mMatchedRecords = 0;
+    std::uint64_t mMatched = 0;
     std::uint64_t mUnknownRequestRecords = 0;
     std::string mLine;  // the text line being printed; kept for its buffer
 };

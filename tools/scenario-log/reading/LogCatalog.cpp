@@ -11,7 +11,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kForeignName = "not a tuning log file name; skipped";
+constexpr const char* kForeignName = "not a tuning log file name";
 constexpr const char* kNoLogFiles = "no tuning log files in this folder";
 // A page that `report` wrote beside the logs (scripts/run-demo does) is no
 // foreign file of the folder.
@@ -46,7 +46,7 @@ void Collector::addInput(const std::string& input) {
     } else if (fs::is_regular_file(status)) {
         addFile(input, fs::path(input).filename().string(), true);
     } else {
-        mProblems.reportInputError(input, "not a regular file or folder; skipped");
+        mProblems.reportInputError(input, "not a regular file or folder");
     }
 }
 
@@ -84,7 +84,7 @@ bool Collector::addFile(const std::string& path, const std::string& fileName, bo
         if (named) {
             mProblems.reportInputError(path, kForeignName);
         } else {
-            mProblems.report(path, std::nullopt, kForeignName);
+            mProblems.report(path, std::nullopt, std::string(kForeignName) + "; skipped");
         }
         return false;
     }

@@ -1,0 +1,51 @@
+// `grep`: the records that match every given filter.
+#include <CLI/CLI.hpp>
+
+#include "base/ExitStatus.h"
+#include "commands/Commands.h"
+#include "commands/RecordReport.h"
+
+namespace scenariolog {
+namespace {
+
+constexpr CommandHelp kHelp{
+    "grep", "the records that match every given filter", "grep [filters] [options] FOLDER|FILE...",
+    R"(Each record as "FILE:LINE: request N: <line as written>" ("request ?" for a
+record of unknown request), in written order. No filter: every record.
+
+Exit status: 0 when a record matched, 1 when none did, 2 on bad usage or an
+input error.
+)"};
+
+class GrepCommand : public Command {
+  public:
+    const CommandHelp& help() const override { return kHelp; }
+
+    void addOptions(CLI::App& app) override {
+        addKeyFilterOptions(app, mFilter);
+        addLineFilterOptions(app, mFilter);
+        addJsonOption(app, mJson, "\"record\"");
+        addInputsOption(app, mInputs);
+    }
+
+    int run(const Console& console) override {
+        ProblemReport problems(console.out, console.err, mJson);
+        RecordReport report = RecordReport::forFilter(console.out, mJson, mFilter);
+        if (!walkInputs(mInputs, report, problems)) return kExitTrouble;
+        report.printNotes(console.err);
+        return report.matched() > 0 ? kExitMatch : kExitNoMatch;
+    }
+
+  private:
+    RecordFilter mFilter;
+    bool mJson = false;
+    std::vector<std::string> mInputs;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> makeGrepCommand() {
+    return std::make_unique<GrepCommand>();
+}
+
+}  // namespace scenariolog
