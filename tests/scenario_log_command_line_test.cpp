@@ -1,6 +1,7 @@
 // scenario-log's command line: each command's help, usage and input errors in
-// one line naming what is at fault, and an exit status that says whether
-// anything was found, whatever problems the files hold.
+// one line naming what is at fault, the request range of show, grep and
+// changes, and an exit status that says whether anything was found, whatever
+// problems the files hold.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -89,6 +90,9 @@ TEST(ScenarioLogCommandLine, UsageErrorsAreOneLineNamingWhatIsAtFault) {
         {"grep --frame 99999999999 IN", "--frame: '99999999999' is not a whole number"},
         {"summary --json=yes IN", "--json takes no value"},
         {"grep IN --sensor", "--sensor needs a value"},
+        {"grep --from 9 --to 3 IN", "--from 9 is after --to 3"},
+        {"show --req 3 --to 5 IN", "--req excludes --to"},
+        {"show IN", "show needs --req N, or --from N and --to M"},
         {"changes --all", "missing FOLDER|FILE"},
         {"report IN", "missing --output"},
         {"diff IN:3", "diff needs two requests"},
@@ -153,4 +157,29 @@ TEST(ScenarioLogCommandLine, ExitStatusSaysWhetherAnythingWasFound) {
                 HasSubstr("scenario-log: request 9 is in none of the inputs\n"));
     EXPECT_THAT(runReader(words("diff IN:3 IN:9", dir.path())).err,
                 HasSubstr("scenario-log: request 9 is in none of " + dir.path() + "\n"));
+}
+
+// --from N --to M takes the requests of the range, never a record of unknown
+// request; --req N is --from N --to N.
+TEST(ScenarioLogCommandLine, FromAndToTakeTheRequestsOfARange) {
+    TempDir dir;
+    writeRequests(dir);
+    const ReaderRun show = runReader(words("show --from 4 --to 5 IN", dir.path()));
+    EXPECT_EQ(show.code, kExitMatch);
+    const std::vector<std::string> lines = testsupport::splitLines(show.out);
+    ASSERT_EQ(lines.size(), 5u) << show.out;
+    EXPECT_THAT(lines[1], HasSubstr("[ReqNum: 4]"));
+    EXPECT_THAT(lines[4], HasSubstr("exposure 500 us"));
+    EXPECT_THAT(show.err, HasSubstr("1 record of unknown request"));
+    EXPECT_EQ(runReader(words("show --req 4 IN", dir.path())).out,
+              runReader(words("show --from 4 --to 4 IN", dir.path())).out);
+
+    const ReaderRun grep = runReader(words("grep --from 5 IN", dir.path()));
+    EXPECT_EQ(testsupport::splitLines(grep.out).size(), 2u) << grep.out;
+    EXPECT_THAT(grep.out, HasSubstr(":6: request 5: "));
+    EXPECT_THAT(grep.out, HasSubstr(":8: request 6: "));
+    EXPECT_EQ(runReader(words("grep --to 2 IN", dir.path())).code, kExitNoMatch);
+
+    const ReaderRun changes = runReader(words("changes --ignore-numbers --to 5 IN", dir.path()));
+    EXPECT_THAT(changes.out, HasSubstr("AE_EXPOSURE_PARAM  3-5  \"exposure 300 us\"\n"));
 }

@@ -43,6 +43,8 @@ class ChangesCommand : public Command {
         addInputsOption(app, mInputs);
     }
 
+    std::string finishOptions() override { return mRange.reversed(); }
+
     int run(const Console& console) override {
         mStyle.from = mRange.from;
         mStyle.to = mRange.to;

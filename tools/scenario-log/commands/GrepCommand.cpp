@@ -9,9 +9,11 @@ namespace scenariolog {
 namespace {
 
 constexpr CommandHelp kHelp{
-    "grep", "the records that match every given filter", "grep [filters] [options] FOLDER|FILE...",
+    "grep", "the records that match every given filter",
+    "grep [filters] [--from N] [--to M] [options] FOLDER|FILE...",
     R"(Each record as "FILE:LINE: request N: <line as written>" ("request ?" for a
-record of unknown request), in written order. No filter: every record.
+record of unknown request), in written order. No filter: every record. With
+--from or --to, records of unknown request are left out.
 
 Exit status: 0 when a record matched, 1 when none did, 2 on bad usage or an
 input error.
@@ -24,13 +26,16 @@ class GrepCommand : public Command {
     void addOptions(CLI::App& app) override {
         addKeyFilterOptions(app, mFilter);
         addLineFilterOptions(app, mFilter);
+        addRangeOptions(app, mRange);
         addJsonOption(app, mJson, "\"record\"");
         addInputsOption(app, mInputs);
     }
 
+    std::string finishOptions() override { return mRange.reversed(); }
+
     int run(const Console& console) override {
         ProblemReport problems(console.out, console.err, mJson);
-        RecordReport report = RecordReport::forFilter(console.out, mJson, mFilter);
+        RecordReport report = RecordReport::forFilter(console.out, mJson, mFilter, mRange);
         if (!walkInputs(mInputs, report, problems)) return kExitTrouble;
         report.printNotes(console.err);
         return report.matched() > 0 ? kExitMatch : kExitNoMatch;
@@ -38,6 +43,7 @@ class GrepCommand : public Command {
 
   private:
     RecordFilter mFilter;
+    RequestRange mRange;
     bool mJson = false;
     std::vector<std::string> mInputs;
 };

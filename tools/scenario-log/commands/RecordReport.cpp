@@ -16,15 +16,18 @@ void appendNumber(std::string& text, Number number) {
 
 }  // namespace
 
-RecordReport RecordReport::forRequest(std::ostream& out, bool json, int request) {
+RecordReport RecordReport::forRequests(std::ostream& out, bool json, const RequestRange& range) {
     RecordReport report(out, json);
-    report.mRequest = request;
+    report.mShow = true;
+    report.mRange = range;
     return report;
 }
 
-RecordReport RecordReport::forFilter(std::ostream& out, bool json, const RecordFilter& filter) {
+RecordReport RecordReport::forFilter(std::ostream& out, bool json, const RecordFilter& filter,
+                                     const RequestRange& range) {
     RecordReport report(out, json);
     report.mFilter = filter;
+    report.mRange = range;
     return report;
 }
 
@@ -34,7 +37,7 @@ void RecordReport::beginSeries(const LogSeries& series) {
 }
 
 void RecordReport::onHeadline(const LineContext& context, const Headline& headline) {
-    if (!mRequest || context.request != mRequest) return;
+    if (!mShow || !mRange.contains(context.request)) return;
     ++mMatched;
     if (!mJson) {
         printText(context);
@@ -51,7 +54,7 @@ void RecordReport::onHeadline(const LineContext& context, const Headline& headli
 
 void RecordReport::onRecord(const LineContext& context, const Record& record) {
     if (!context.request) ++mUnknownRequestRecords;
-    if (mRequest ? context.request != mRequest : !mFilter.matches(record)) return;
+    if (!mRange.contains(context.request) || (!mShow && !mFilter.matches(record))) return;
     ++mMatched;
     if (!mJson) {
         printText(context);
@@ -73,19 +76,21 @@ void RecordReport::onRecord(const LineContext& context, const Record& record) {
 
 void RecordReport::printNotes(std::ostream& err) const {
     if (mJson) return;
-    if (mMatched == 0 && mRequest) {
-        err << "scenario-log: request " << *mRequest << " is in none of the inputs\n";
+    if (mMatched == 0 && mShow && mRange.from == mRange.to) {
+        err << "scenario-log: request " << mRange.text() << " is in none of the inputs\n";
+    } else if (mMatched == 0 && mShow) {
+        err << "scenario-log: none of requests " << mRange.text() << " is in the inputs\n";
     } else if (mMatched == 0) {
         err << "scenario-log: no matching records\n";
     }
-    if (mRequest && mUnknownRequestRecords > 0) {
+    if (mRange.bounded() && mUnknownRequestRecords > 0) {
         err << "scenario-log: " << counted(mUnknownRequestRecords, "record", "records")
             << " of unknown request (preview blocks without [ReqNum: N]) not shown\n";
     }
 }
 
 void RecordReport::printSeriesHeader() {
-    if (!mSeriesHeaderDue || !mRequest) return;
+    if (!mSeriesHeaderDue || !mShow) return;
     mSeriesHeaderDue = false;
     const LogFileName& name = mSeries->identity();
     mOut << "== " << seriesKindName(name.kind) << " series " << name.prefix << " " << name.timeStamp
@@ -101,7 +106,7 @@ void RecordReport::printText(const LineContext& context) {
     line += ':';
     appendNumber(line, context.line);
     line += ": ";
-    if (!mRequest) {
+    if (!mShow) {
         line += "request ";
         if (context.request) {
             appendNumber(line, *context.request);

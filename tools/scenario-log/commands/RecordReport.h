@@ -7,6 +7,7 @@
 #include <string>
 
 #include "base/Json.h"
+#include "commands/Command.h"
 #include "commands/RecordFilter.h"
 #include "reading/SeriesWalker.h"
 
@@ -17,10 +18,11 @@ namespace scenariolog {
 // "request N: " (or "request ?: ") in front of the line.
 class RecordReport : public SeriesVisitor {
   public:
-    // `show --req N`: the headlines and records of request N.
-    static RecordReport forRequest(std::ostream& out, bool json, int request);
-    // `grep`: the records that pass `filter`.
-    static RecordReport forFilter(std::ostream& out, bool json, const RecordFilter& filter);
+    // `show`: the headlines and records of the requests in `range`.
+    static RecordReport forRequests(std::ostream& out, bool json, const RequestRange& range);
+    // `grep`: the records that pass `filter`, of the requests in `range`.
+    static RecordReport forFilter(std::ostream& out, bool json, const RecordFilter& filter,
+                                  const RequestRange& range);
 
     void beginSeries(const LogSeries& series) override;
     void onHeadline(const LineContext& context, const Headline& headline) override;
@@ -41,7 +43,8 @@ class RecordReport : public SeriesVisitor {
 
     std::ostream& mOut;
     bool mJson;
-    std::optional<int> mRequest;
+    bool mShow = false;  // headlines too, under a line per series
+    RequestRange mRange;
     RecordFilter mFilter;
     const LogSeries* mSeries = nullptr;
     bool mSeriesHeaderDue = false;

@@ -1,4 +1,5 @@
-// `show`: the headlines and records of a request, in written order.
+// `show`: the headlines and records of a request, or of a range of requests,
+// in written order.
 #include <CLI/CLI.hpp>
 
 #include "base/ExitStatus.h"
@@ -10,15 +11,16 @@ namespace {
 
 constexpr CommandHelp kHelp{
     "show",
-    "the headlines and records of request N, in written order,\n"
-    "across preview and capture series",
-    "show --req N [options] FOLDER|FILE...",
+    "the headlines and records of request N, or of requests N to M,\n"
+    "in written order, across preview and capture series",
+    "show --req N [options] FOLDER|FILE...\n"
+    "show --from N --to M [options] FOLDER|FILE...",
     R"(Each line as "FILE:LINE: <line as written>", under a line "== <kind> series
 <prefix> <time stamp>" per series. Records of unknown request (preview blocks
 without [ReqNum: N]) are counted on standard error, not shown.
 
-Exit status: 0 when the request was found, 1 when it was not, 2 on bad usage
-or an input error.
+Exit status: 0 when a request was found, 1 when none was, 2 on bad usage or an
+input error.
 )"};
 
 class ShowCommand : public Command {
@@ -26,14 +28,23 @@ class ShowCommand : public Command {
     const CommandHelp& help() const override { return kHelp; }
 
     void addOptions(CLI::App& app) override {
-        addNumberOption(app, "--req", mRequest, "request N")->required();
+        CLI::Option* request =
+            addNumberOption(app, "--req", mRequest, "request N, as --from N --to N");
+        addRangeOptions(app, mRange);
+        request->excludes("--from")->excludes("--to");
         addJsonOption(app, mJson, "\"headline\", \"record\"");
         addInputsOption(app, mInputs);
     }
 
+    std::string finishOptions() override {
+        if (mRequest) mRange = {mRequest, mRequest};
+        if (!mRange.bounded()) return "show needs --req N, or --from N and --to M";
+        return mRange.reversed();
+    }
+
     int run(const Console& console) override {
         ProblemReport problems(console.out, console.err, mJson);
-        RecordReport report = RecordReport::forRequest(console.out, mJson, *mRequest);
+        RecordReport report = RecordReport::forRequests(console.out, mJson, mRange);
         if (!walkInputs(mInputs, report, problems)) return kExitTrouble;
         report.printNotes(console.err);
         return report.matched() > 0 ? kExitMatch : kExitNoMatch;
@@ -41,6 +52,7 @@ class ShowCommand : public Command {
 
   private:
     std::optional<int> mRequest;
+    RequestRange mRange;
     bool mJson = false;
     std::vector<std::string> mInputs;
 };
