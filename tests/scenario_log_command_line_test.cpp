@@ -1,6 +1,6 @@
 // scenario-log's command line: each command's help, usage and input errors in
 // one line naming what is at fault, the request range of show, grep and
-// changes, and an exit status that says whether anything was found, whatever
+// changes, grep's RE2 patterns, and an exit status that says whether anything was found, whatever
 // problems the files hold.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -93,6 +93,7 @@ TEST(ScenarioLogCommandLine, UsageErrorsAreOneLineNamingWhatIsAtFault) {
         {"grep --from 9 --to 3 IN", "--from 9 is after --to 3"},
         {"show --req 3 --to 5 IN", "--req excludes --to"},
         {"show IN", "show needs --req N, or --from N and --to M"},
+        {"grep --regex a(b IN", "--regex 'a(b' is not an RE2 pattern: missing ): a(b"},
         {"changes --all", "missing FOLDER|FILE"},
         {"report IN", "missing --output"},
         {"diff IN:3", "diff needs two requests"},
@@ -182,4 +183,18 @@ TEST(ScenarioLogCommandLine, FromAndToTakeTheRequestsOfARange) {
 
     const ReaderRun changes = runReader(words("changes --ignore-numbers --to 5 IN", dir.path()));
     EXPECT_THAT(changes.out, HasSubstr("AE_EXPOSURE_PARAM  3-5  \"exposure 300 us\"\n"));
+}
+
+// --regex finds an RE2 pattern anywhere in the text; with --text both must match.
+TEST(ScenarioLogCommandLine, RegexFindsAnRe2PatternInTheText) {
+    TempDir dir;
+    writeRequests(dir);
+    const ReaderRun some = runReader({"grep", "--regex", "[45]0+ us$", dir.path()});
+    EXPECT_EQ(some.code, kExitMatch);
+    EXPECT_THAT(some.out, HasSubstr("request 4: "));
+    EXPECT_THAT(some.out, HasSubstr("request 5: "));
+    EXPECT_EQ(testsupport::splitLines(some.out).size(), 2u) << some.out;
+    const ReaderRun both = runReader({"grep", "--regex", "^exp", "--text", "600", dir.path()});
+    EXPECT_EQ(testsupport::splitLines(both.out).size(), 1u) << both.out;
+    EXPECT_EQ(runReader({"grep", "--regex", "^us", dir.path()}).code, kExitNoMatch);
 }

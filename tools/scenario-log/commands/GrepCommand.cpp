@@ -31,7 +31,10 @@ class GrepCommand : public Command {
         addInputsOption(app, mInputs);
     }
 
-    std::string finishOptions() override { return mRange.reversed(); }
+    std::string finishOptions() override {
+        std::string error = mFilter.compile();
+        return error.empty() ? mRange.reversed() : error;
+    }
 
     int run(const Console& console) override {
         ProblemReport problems(console.out, console.err, mJson);
