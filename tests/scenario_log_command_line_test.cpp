@@ -92,7 +92,7 @@ TEST(ScenarioLogCommandLine, UsageErrorsAreOneLineNamingWhatIsAtFault) {
         {"grep IN --sensor", "--sensor needs a value"},
         {"grep --from 9 --to 3 IN", "--from 9 is after --to 3"},
         {"show --req 3 --to 5 IN", "--req excludes --to"},
-        {"show IN", "show needs --req N, or --from N and --to M"},
+        {"show IN", "show needs --req N, or --from N and/or --to M"},
         {"grep --regex a(b IN", "--regex 'a(b' is not an RE2 pattern: missing ): a(b"},
         {"changes --all", "missing FOLDER|FILE"},
         {"report IN", "missing --output"},

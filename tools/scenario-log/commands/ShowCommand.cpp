@@ -38,7 +38,7 @@ class ShowCommand : public Command {
 
     std::string finishOptions() override {
         if (mRequest) mRange = {mRequest, mRequest};
-        if (!mRange.bounded()) return "show needs --req N, or --from N and --to M";
+        if (!mRange.bounded()) return "show needs --req N, or --from N and/or --to M";
         return mRange.reversed();
     }
 
