@@ -1,5 +1,5 @@
-// The whole program behind main(): parses the command line, reads the inputs
-// and prints the report.
+// The whole program behind main(): the list of its commands, each of which
+// parses its options and reads its inputs (commands/Command.h).
 #pragma once
 
 #include <ostream>

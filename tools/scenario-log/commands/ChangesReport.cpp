@@ -4,6 +4,7 @@
 #include <cstring>
 #include <limits>
 
+#include "base/Counted.h"
 #include "base/Json.h"
 #include "base/RangeSet.h"
 #include "tables/TextCompare.h"
@@ -238,8 +239,8 @@ void ChangesReport::Timeline::print(std::ostream& out) const {
             << "\n";
     } else {
         out << "== " << seriesKindName(mKind) << " requests " << requestRange(mFirst, mLast)
-            << " from " << mFrom << ": " << mRequests << " requests, " << mHistories.size()
-            << " keys\n";
+            << " from " << mFrom << ": " << counted(mRequests, "request", "requests") << ", "
+            << counted(mHistories.size(), "key", "keys") << "\n";
     }
     std::vector<const KeyHistory*> sorted;
     sorted.reserve(mHistories.size());
@@ -263,7 +264,7 @@ void ChangesReport::Timeline::printKeyText(std::ostream& out, const KeyHistory& 
         const std::size_t distinct = history.distinctTexts();
         out << "  " << range << "  " << distinct
             << (distinct == KeyHistory::kCountedTexts ? " or more" : "") << " distinct texts in "
-            << history.requests() << " requests (--all lists them)\n";
+            << counted(history.requests(), "request", "requests") << " (--all lists them)\n";
         return;
     }
     if (history.runs().size() == 1) {

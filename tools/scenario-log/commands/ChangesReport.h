@@ -28,7 +28,7 @@
 #include <vector>
 
 #include "base/ByteHash.h"
-#include "commands/CommandLine.h"
+#include "commands/RecordFilter.h"
 #include "reading/SeriesWalker.h"
 #include "tables/RecordKey.h"
 #include "tables/RecordKeyTable.h"

@@ -1,360 +1,226 @@
 #include "commands/CommandLine.h"
 
-#include <charconv>
-#include <map>
+#include <CLI/CLI.hpp>
+#include <sstream>
+
+#include "base/ExitStatus.h"
 
 namespace scenariolog {
+namespace {
 
-const char* const kHelpText =
-    R"(Usage: scenario-log COMMAND [options] FOLDER|FILE...
+constexpr std::size_t kOptionWidth = 19;   // of an option's name and value in a command's help
+constexpr std::size_t kCommandWidth = 10;  // of a command's name in the overview
 
-Reads tuning log files ("<prefix>_<time stamp>_TuningLog_<NN>.txt"). A FOLDER
+constexpr std::string_view kAbout =
+    R"(Reads tuning log files ("<prefix>_<time stamp>_TuningLog_<NN>.txt"). A FOLDER
 is read for the files directly in it; files of one series (same prefix and time
 stamp) are read in index order across "-- CONTINUED --", series in time stamp
 order, then by unique key, request and tag number (as numbers: 9959 before
 10019). Files stream through in bounded memory, whatever their size.
+)";
 
-Commands:
-  summary            per file series: its files, the requests it holds, and
-                     record counts by module, decision, stage and result
-  show --req N       the headlines and records of request N, in written order,
-                     across preview and capture series
-  grep [filters]     the records that match every given filter:
-      --module NAME      module name, exact
-      --decision NAME    decision name, exact (decision records only)
-      --stage NAME       stage name, exact (execution records only)
-      --result NAME      result name, exact (execution records only)
-      --sensor N         sensor id
-      --frame N          frame number
-      --magic N          magic number
-      --text PATTERN     plain substring of the record's text (no wildcards)
-  diff A:N B:M       request N of input A against request M of input B (a
-                     folder or file each; the number after the last ':')
-  diff --req N --req M FOLDER|FILE...
-                     two requests of the same inputs
-      Records are matched by module, key (decision, or stage and result)
-      and occurrence (the n-th record with that key in the request);
-      headlines by their NDD texts and snippets. Per module: "-" only in
-      A, "+" only in B, "~" different texts, with the differing span
-      marked. A request with several blocks counts as all of its records.
-      --ignore-numbers   runs of digits are equal to each other (15762 us
-                         and 15801 us), so that only changes of state remain
-      --no-color         no colour even on a terminal
-  changes [--from N] [--to M] [--module NAME] [--decision NAME]
-          [--stage NAME] [--result NAME]
-                     per key, over the requests in number order (one timeline
-                     for preview requests, one for capture requests, and a
-                     new one where a later series numbers from lower): the
-                     runs of requests whose texts were the same, "A-B" and
-                     the text, and the requests where it changed; the texts
-                     of a key's records in one request are joined by " | "
-      --ignore-numbers   as for diff
-      --all              also list the runs of keys that change on nearly
-                         every request (otherwise one line with the number
-                         of their distinct texts)
-  report -o FILE     one HTML page for a browser, self-contained (opens from
-                     the file, no network): the summary and problems; per
-                     series a map of each key's texts over the requests (a
-                     colour per text within a key's row); a request's blocks
-                     on a click, and the diff of two requests
-
-Options:
-  --json             one JSON object per line on standard output, each with a
-                     "type": "series" and "totals" (summary), "headline" and
-                     "record" (show, grep), "problem" (all commands)
-  -h, --help         this text
-  --                 ends the options; arguments starting with "--" after it
-                     are inputs (names of negative prefixes start with "-")
+constexpr std::string_view kRules =
+    R"("scenario-log COMMAND --help" lists the options of a command. An option takes
+its value as "--name value" or "--name=value", and at most once; "--" ends the
+options (names of negative prefixes start with "-").
 
 Requests: a capture series holds the request of its file name. In a preview
 series a block (a headline line and the records after it) belongs to the
 request of its headline's "[ReqNum: N]"; a block whose headline has none is
 counted as "unknown request", never guessed.
 
-Problems (unreadable inputs, files with foreign names, lines that are neither a
-headline nor a record such as a torn last line or the rest of a text with a
-line break, lines over 64 KiB) are listed with file and line on standard error
-(with --json: as "problem" objects on standard output); the report goes on.
+Problems inside files (files with foreign names in a folder, lines that are
+neither a headline nor a record such as a torn last line or the rest of a text
+with a line break, lines over 64 KiB) are listed with file and line on standard
+error (with --json: as "problem" objects on standard output); the command goes
+on and its exit status stays what its answer makes it.
 
-Exit status: 0 when every input was read and understood, 1 when the report is
-complete but some input had problems, 2 on bad usage (one-line error).
-diff, like diff(1): 0 identical, 1 different, 2 trouble (bad usage, an input
-without tuning log files, a request in none of its inputs); problems inside
-files are listed and leave the status to the comparison.
+Exit status, alike for every command:
+  0  found: some series read (summary, report), the request (show), a record
+     (grep), a key (changes); for diff the two requests are identical
+  1  nothing matched; for diff the two requests differ
+  2  bad usage, or an input error: an input that cannot be read, a folder
+     without a tuning log file, a file named that is no tuning log file; one
+     line each on standard error, naming the option or the path, and no answer
 )";
 
-namespace {
-
-using TextField = std::optional<std::string> RecordFilter::*;
-using NumberField = std::optional<int> RecordFilter::*;
-
-const std::map<std::string, TextField>& textFilters() {
-    static const std::map<std::string, TextField> filters = {
-        {"--module", &RecordFilter::module}, {"--decision", &RecordFilter::decision},
-        {"--stage", &RecordFilter::stage},   {"--result", &RecordFilter::result},
-        {"--text", &RecordFilter::text},
-    };
-    return filters;
-}
-
-const std::map<std::string, NumberField>& numberFilters() {
-    static const std::map<std::string, NumberField> filters = {
-        {"--sensor", &RecordFilter::sensorId},
-        {"--frame", &RecordFilter::frameNum},
-        {"--magic", &RecordFilter::magicNum},
-    };
-    return filters;
-}
-
-std::optional<int> parseInt(const std::string& text) {
-    int value = 0;
-    const char* end = text.data() + text.size();
-    const auto result = std::from_chars(text.data(), end, value);
-    if (text.empty() || result.ec != std::errc() || result.ptr != end) return std::nullopt;
-    return value;
-}
-
-// Flags of diff and changes.
-struct FlagOption {
-    bool Options::*field;
-    bool forDiff;
-    bool forChanges;
-    const char* owners;
-};
-
-const std::map<std::string, FlagOption>& flags() {
-    static const std::map<std::string, FlagOption> flags = {
-        {"--ignore-numbers", {&Options::ignoreNumbers, true, true, "diff and changes"}},
-        {"--all", {&Options::all, false, true, "changes"}},
-        {"--no-color", {&Options::noColor, true, false, "diff"}},
-    };
-    return flags;
-}
-
-std::optional<Command> parseCommand(const std::string& word) {
-    if (word == "summary") return Command::kSummary;
-    if (word == "show") return Command::kShow;
-    if (word == "grep") return Command::kGrep;
-    if (word == "diff") return Command::kDiff;
-    if (word == "changes") return Command::kChanges;
-    if (word == "report") return Command::kReport;
-    if (word == "--help" || word == "-h" || word == "help") return Command::kHelp;
-    return std::nullopt;
-}
-
-// "INPUT:N", the number after the last colon.
-std::optional<DiffSide> parseDiffSide(const std::string& text) {
-    const std::size_t colon = text.rfind(':');
-    if (colon == std::string::npos || colon == 0) return std::nullopt;
-    const auto request = parseInt(text.substr(colon + 1));
-    if (!request) return std::nullopt;
-    const std::string input = text.substr(0, colon);
-    return DiffSide{{input}, *request, input};
-}
-
-class Parser {
-  public:
-    explicit Parser(const std::vector<std::string>& args) : mArgs(args) {}
-    CommandLine run();
-
-  private:
-    bool parseArgument(std::size_t& i);
-    bool parseOption(const std::string& name, std::size_t& i);
-    bool takeValue(const std::string& name, std::size_t& i, std::string& value);
-    bool takeNumber(const std::string& name, std::size_t& i, std::optional<int>& number);
-    bool fail(const std::string& error) {
-        mResult.error = error;
-        return false;
+// "a\nb" with every line after the first indented by `indent` spaces.
+std::string indented(std::string_view text, std::size_t indent) {
+    std::string result;
+    for (const char c : text) {
+        result += c;
+        if (c == '\n') result.append(indent, ' ');
     }
-    bool takeRequest(const std::string& name, std::size_t& i);
-    bool checkComplete();
-    bool makeDiffSides();
-
-    const std::vector<std::string>& mArgs;
-    Options mOptions;
-    CommandLine mResult;
-    std::optional<std::string> mInlineValue;  // the value of "--name=value"
-    bool mOptionsEnded = false;
-    bool mHelp = false;
-};
-
-CommandLine Parser::run() {
-    if (mArgs.empty()) {
-        mResult.error =
-            "missing command (summary, show, grep, diff, changes or report); see --help";
-        return mResult;
-    }
-    const auto command = parseCommand(mArgs[0]);
-    if (!command) {
-        mResult.error = "unknown command '" + mArgs[0] + "'; see --help";
-        return mResult;
-    }
-    mOptions.command = *command;
-    for (std::size_t i = 1; i < mArgs.size(); ++i) {
-        if (!parseArgument(i)) return mResult;
-    }
-    if (mHelp) mOptions.command = Command::kHelp;
-    if (mOptions.command == Command::kHelp || checkComplete()) mResult.options = mOptions;
-    return mResult;
+    return result;
 }
 
-bool Parser::parseArgument(std::size_t& i) {
-    const std::string& arg = mArgs[i];
-    if (mOptionsEnded || arg.rfind("--", 0) != 0) {
-        if (arg == "-h" && !mOptionsEnded) {
-            mHelp = true;
-        } else if (arg == "-o" && !mOptionsEnded) {
-            return parseOption("--output", i);
-        } else {
-            mOptions.inputs.push_back(arg);
+// "  LABEL     description", the description in a column `width` wide.
+std::string labelled(const std::string& label, std::string_view description, std::size_t width) {
+    std::string line = "  " + label;
+    if (label.size() < width) {
+        line.append(width - label.size(), ' ');
+    } else {
+        line += "\n" + std::string(2 + width, ' ');
+    }
+    return line + indented(description, 2 + width) + "\n";
+}
+
+std::string optionLine(const CLI::Option& option) {
+    std::string label = option.get_name(false, true);
+    if (const std::size_t comma = label.find(','); comma != std::string::npos) {
+        label.insert(comma + 1, " ");
+    }
+    if (option.get_type_size() != 0) label += " " + option.get_type_name();
+    return labelled(label, option.get_description(), kOptionWidth);
+}
+
+std::string commandHelp(const CLI::App& app, const CommandHelp& help) {
+    std::ostringstream text;
+    std::string_view usage = help.usage;
+    for (const char* lead = "Usage: "; !usage.empty(); lead = "       ") {
+        const std::size_t end = usage.find('\n');
+        text << lead << "scenario-log " << usage.substr(0, end) << "\n";
+        usage = end == std::string_view::npos ? std::string_view() : usage.substr(end + 1);
+    }
+    text << "\n" << help.summary << "\n\nOptions:\n";
+    const CLI::Option* helpFlag = app.get_help_ptr();
+    for (const CLI::Option* option : app.get_options()) {
+        if (option != helpFlag && option->nonpositional()) text << optionLine(*option);
+    }
+    text << optionLine(*helpFlag) << "\n" << help.details;
+    return text.str();
+}
+
+std::string_view after(std::string_view text, std::string_view mark) {
+    const std::size_t at = text.find(mark);
+    return at == std::string_view::npos ? std::string_view() : text.substr(at + mark.size());
+}
+
+bool endsWith(std::string_view text, std::string_view end) {
+    return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
+}
+
+// CLI11's message in the words of this program's other messages; each names
+// the option or the word at fault. `app`: the command's, once named.
+std::string usageMessage(const CLI::ParseError& error, const CLI::App* app) {
+    // A word that no option takes is named first, also when CLI11 found a
+    // missing requirement before it got to the word.
+    const std::vector<std::string> unknown =
+        app != nullptr ? app->remaining() : std::vector<std::string>();
+    if (!unknown.empty()) {
+        const std::string& word = unknown.front();
+        return (word.rfind('-', 0) == 0 ? "unknown option " : "unexpected argument ") + word;
+    }
+    const std::string_view what = error.what();
+    const std::string_view name = what.substr(0, what.find(':'));
+    if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
+        constexpr std::string_view kOverride = " was given a disallowed flag override";
+        if (endsWith(what, kOverride)) {
+            return "--" + std::string(what.substr(0, what.size() - kOverride.size())) +
+                   " takes no value";
         }
-        return true;
-    }
-    if (arg == "--") {
-        mOptionsEnded = true;
-        return true;
-    }
-    const std::size_t equals = arg.find('=');
-    if (equals == std::string::npos) return parseOption(arg, i);
-    // "--name=value" is taken as "--name value".
-    mInlineValue = arg.substr(equals + 1);
-    const std::string name = arg.substr(0, equals);
-    if (!parseOption(name, i)) return false;
-    if (mInlineValue) return fail("option " + name + " takes no value");
-    return true;
-}
-
-bool Parser::parseOption(const std::string& name, std::size_t& i) {
-    if (name == "--help") {
-        mHelp = true;
-        return true;
-    }
-    if (name == "--json") {
-        mOptions.json = true;
-        return true;
-    }
-    if (name == "--req") return takeRequest(name, i);
-    if (name == "--output") {
-        if (mOptions.command != Command::kReport) return fail("-o is an option of report");
-        return takeValue(name, i, mOptions.output);
-    }
-    if (const auto flag = flags().find(name); flag != flags().end()) {
-        const FlagOption& option = flag->second;
-        const Command command = mOptions.command;
-        if (!(option.forDiff && command == Command::kDiff) &&
-            !(option.forChanges && command == Command::kChanges)) {
-            return fail(name + " is an option of " + option.owners);
+        const std::string_view received = after(what, " required but received ");
+        if (!received.empty()) {
+            return std::string(name) + " is given " + std::string(received) +
+                   " times; it takes one value";
         }
-        mOptions.*(option.field) = true;
-        return true;
+        if (endsWith(what, " missing")) return std::string(name) + " needs a value";
     }
-    if (name == "--from" || name == "--to") {
-        if (mOptions.command != Command::kChanges) return fail(name + " is an option of changes");
-        return takeNumber(name, i, name == "--from" ? mOptions.from : mOptions.to);
+    constexpr std::string_view kRequired = " is required";
+    if (dynamic_cast<const CLI::RequiredError*>(&error) != nullptr && endsWith(what, kRequired)) {
+        return "missing " + std::string(what.substr(0, what.size() - kRequired.size()));
     }
-    const auto text = textFilters().find(name);
-    const auto number = numberFilters().find(name);
-    const bool isFilter = text != textFilters().end() || number != numberFilters().end();
-    if (!isFilter) return fail("unknown option " + name + "; see --help");
-    const bool keyFilter = name != "--text" && number == numberFilters().end();
-    if (mOptions.command != Command::kGrep &&
-        !(keyFilter && mOptions.command == Command::kChanges)) {
-        return fail(name + " is an option of grep" + (keyFilter ? " and changes" : ""));
-    }
-    if (number != numberFilters().end()) {
-        return takeNumber(name, i, mOptions.filter.*(number->second));
-    }
-    std::string value;
-    if (!takeValue(name, i, value)) return false;
-    mOptions.filter.*(text->second) = value;
-    return true;
-}
-
-bool Parser::takeValue(const std::string& name, std::size_t& i, std::string& value) {
-    if (mInlineValue) {
-        value = *mInlineValue;
-        mInlineValue.reset();
-        return true;
-    }
-    if (i + 1 >= mArgs.size()) return fail("option " + name + " needs a value");
-    value = mArgs[++i];
-    return true;
-}
-
-bool Parser::takeNumber(const std::string& name, std::size_t& i, std::optional<int>& number) {
-    std::string value;
-    if (!takeValue(name, i, value)) return false;
-    number = parseInt(value);
-    return number.has_value() ||
-           fail("option " + name + " needs a whole number, not '" + value + "'");
-}
-
-bool Parser::takeRequest(const std::string& name, std::size_t& i) {
-    if (mOptions.command == Command::kShow) return takeNumber(name, i, mOptions.request);
-    if (mOptions.command != Command::kDiff) return fail("--req is an option of show and diff");
-    if (mOptions.diffRequests.size() == 2) return fail("diff takes --req twice, not more");
-    std::optional<int> request;
-    if (!takeNumber(name, i, request)) return false;
-    mOptions.diffRequests.push_back(*request);
-    return true;
-}
-
-bool Parser::checkComplete() {
-    if (mOptions.command == Command::kShow && !mOptions.request) {
-        return fail("show needs --req N");
-    }
-    if (mOptions.command == Command::kReport && (mOptions.output.empty() || mOptions.json)) {
-        return fail(mOptions.json ? "report writes HTML, not --json" : "report needs -o FILE");
-    }
-    if (mOptions.inputs.empty()) return fail("missing FOLDER or FILE to read");
-    if (mOptions.command == Command::kDiff) return makeDiffSides();
-    return true;
-}
-
-bool Parser::makeDiffSides() {
-    const std::vector<std::string>& inputs = mOptions.inputs;
-    if (mOptions.diffRequests.size() == 2) {
-        std::string names;
-        for (const std::string& input : inputs) names += (names.empty() ? "" : " ") + input;
-        for (int request : mOptions.diffRequests) {
-            mOptions.diffSides.push_back({inputs, request, names});
-        }
-        return true;
-    }
-    if (!mOptions.diffRequests.empty() || inputs.size() != 2) {
-        return fail("diff needs two requests: A:N B:M, or --req N --req M FOLDER...");
-    }
-    for (const std::string& input : inputs) {
-        auto side = parseDiffSide(input);
-        if (!side) return fail("'" + input + "' is not INPUT:REQUEST; see --help");
-        mOptions.diffSides.push_back(std::move(*side));
-    }
-    return true;
+    return std::string(what);
 }
 
 }  // namespace
 
-// Each absent filter costs one test, so that no filter costs next to nothing.
-bool RecordFilter::matches(const Record& record) const {
-    const bool isDecision = record.kind == RecordKind::kDecision;
-    if (decision && (!isDecision || *decision != record.decision)) return false;
-    if ((stage || result) && isDecision) return false;
-    if (module && *module != record.module) return false;
-    if (stage && *stage != record.stage) return false;
-    if (result && *result != record.result) return false;
-    if (sensorId && sensorId != record.sensorId) return false;
-    if (frameNum && frameNum != record.frameNum) return false;
-    if (magicNum && magicNum != record.magicNum) return false;
-    return !text || record.text.find(*text) != std::string_view::npos;
+CommandLine::CommandLine() : mProgram(std::make_unique<CLI::App>("", "scenario-log")) {
+    mProgram->set_help_flag("-h,--help", "this text");
+    mProgram->require_subcommand(1);
+    mProgram->option_defaults()->disable_flag_override();
 }
 
-bool RecordFilter::empty() const {
-    return !module && !decision && !stage && !result && !sensorId && !frameNum && !magicNum &&
-           !text;
+CommandLine::~CommandLine() = default;
+
+void CommandLine::add(std::unique_ptr<Command> command) {
+    const CommandHelp& help = command->help();
+    CLI::App* app = mProgram->add_subcommand(std::string(help.name), std::string(help.summary));
+    command->addOptions(*app);
+    mCommands.push_back({std::move(command), app});
 }
 
-CommandLine parseCommandLine(const std::vector<std::string>& args) {
-    return Parser(args).run();
+int CommandLine::run(const std::vector<std::string>& args, const Console& console) {
+    if (args.empty()) return usageError(console, nullptr, "missing command (" + names() + ")");
+    const std::string& word = args.front();
+    if (word != "-h" && word != "--help" && find(word) == nullptr) {
+        return usageError(console, nullptr, "unknown command '" + word + "' (" + names() + ")");
+    }
+    std::vector<std::string> reversed(args.rbegin(), args.rend());  // as CLI11 takes them
+    try {
+        mProgram->parse(reversed);
+    } catch (const CLI::CallForHelp&) {
+        const Entry* entry = chosen();
+        console.out << (entry != nullptr ? commandHelp(*entry->app, entry->command->help())
+                                         : overview());
+        return kExitMatch;
+    } catch (const CLI::ParseError& error) {
+        const Entry* entry = chosen();
+        return usageError(console, entry,
+                          usageMessage(error, entry != nullptr ? entry->app : nullptr));
+    }
+    const Entry* entry = chosen();
+    const std::string error = entry->command->finishOptions();
+    if (!error.empty()) return usageError(console, entry, error);
+    const int status = entry->command->run(console);
+    console.out.flush();
+    return status;
+}
+
+const CommandLine::Entry* CommandLine::find(std::string_view name) const {
+    for (const Entry& entry : mCommands) {
+        if (entry.command->help().name == name) return &entry;
+    }
+    return nullptr;
+}
+
+const CommandLine::Entry* CommandLine::chosen() const {
+    for (const Entry& entry : mCommands) {
+        if (entry.app->parsed()) return &entry;
+    }
+    return nullptr;
+}
+
+std::string CommandLine::names() const {
+    std::string text;
+    for (std::size_t i = 0; i < mCommands.size(); ++i) {
+        if (i > 0) text += i + 1 < mCommands.size() ? ", " : " or ";
+        text += mCommands[i].command->help().name;
+    }
+    return text;
+}
+
+std::string CommandLine::overview() const {
+    std::string text =
+        "Usage: scenario-log COMMAND [options] FOLDER|FILE...\n"
+        "       scenario-log COMMAND --help\n\n";
+    text += kAbout;
+    text += "\nCommands:\n";
+    for (const Entry& entry : mCommands) {
+        const CommandHelp& help = entry.command->help();
+        text += labelled(std::string(help.name), help.summary, kCommandWidth);
+    }
+    text += "\n";
+    text += kRules;
+    return text;
+}
+
+int CommandLine::usageError(const Console& console, const Entry* entry,
+                            const std::string& message) const {
+    console.err << "scenario-log: " << message << "; see scenario-log "
+                << (entry != nullptr ? std::string(entry->command->help().name) + " " : "")
+                << "--help\n";
+    return kExitTrouble;
 }
 
 }  // namespace scenariolog

@@ -1,63 +1,47 @@
-// Command line of scenario-log: COMMAND [options] FOLDER|FILE...
+// The command line of scenario-log on CLI11: "scenario-log COMMAND [options]
+// FOLDER|FILE...". Holds the commands, prints the overview (--help) and each
+// command's help (COMMAND --help), parses and runs the command named. A usage
+// error is one line on standard error, naming the option or word at fault.
 #pragma once
 
-#include <optional>
+#include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
-#include "reading/LogParser.h"
+#include "commands/Command.h"
 
 namespace scenariolog {
 
-enum class Command { kSummary, kShow, kGrep, kDiff, kChanges, kReport, kHelp };
+class CommandLine {
+  public:
+    CommandLine();
+    ~CommandLine();
+    CommandLine(const CommandLine&) = delete;
+    CommandLine& operator=(const CommandLine&) = delete;
 
-// The record filters of `grep`; every given filter must match.
-struct RecordFilter {
-    std::optional<std::string> module;
-    std::optional<std::string> decision;  // decision records only
-    std::optional<std::string> stage;     // execution records only
-    std::optional<std::string> result;    // execution records only
-    std::optional<int> sensorId;
-    std::optional<int> frameNum;
-    std::optional<int> magicNum;
-    std::optional<std::string> text;  // substring of the record's text
+    // Adds `command` with its options, as a subcommand named as its help says.
+    void add(std::unique_ptr<Command> command);
+    // Parses `args` (without the program name) and runs the command they
+    // name; returns the exit status.
+    int run(const std::vector<std::string>& args, const Console& console);
 
-    bool matches(const Record& record) const;
-    // No filter given: every record matches.
-    bool empty() const;
+  private:
+    struct Entry {
+        std::unique_ptr<Command> command;
+        CLI::App* app;  // owned by mProgram
+    };
+
+    const Entry* find(std::string_view name) const;
+    // The command that the parsed words named, if any.
+    const Entry* chosen() const;
+    // "summary, show, ... or report"
+    std::string names() const;
+    std::string overview() const;
+    int usageError(const Console& console, const Entry* entry, const std::string& message) const;
+
+    std::unique_ptr<CLI::App> mProgram;
+    std::vector<Entry> mCommands;
 };
-
-// One side of `diff`: a request and the inputs to look for it in.
-struct DiffSide {
-    std::vector<std::string> inputs;
-    int request = 0;
-    std::string label;  // the inputs as named on the command line
-};
-
-struct Options {
-    Command command = Command::kHelp;
-    bool json = false;
-    std::optional<int> request;  // show --req
-    RecordFilter filter;
-    std::vector<std::string> inputs;
-    std::vector<int> diffRequests;    // diff --req, twice
-    std::vector<DiffSide> diffSides;  // diff: A and B, once the command line is complete
-    std::optional<int> from;          // changes --from
-    std::optional<int> to;            // changes --to
-    bool ignoreNumbers = false;       // diff, changes
-    bool all = false;                 // changes
-    bool noColor = false;             // diff
-    std::string output;               // report -o
-};
-
-struct CommandLine {
-    std::optional<Options> options;  // absent on bad usage
-    std::string error;               // one line saying what is wrong
-};
-
-// `args` without the program name.
-CommandLine parseCommandLine(const std::vector<std::string>& args);
-
-extern const char* const kHelpText;
 
 }  // namespace scenariolog

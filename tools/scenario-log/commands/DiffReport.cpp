@@ -3,6 +3,7 @@
 #include <map>
 #include <vector>
 
+#include "base/Counted.h"
 #include "base/Json.h"
 #include "tables/TextCompare.h"
 
@@ -83,8 +84,9 @@ class DiffPrinter {
 
 void DiffPrinter::printSides(const DiffSideView& a, const DiffSideView& b) {
     if (mStyle.json) return;
-    mOut << "--- A: " << a.name << " (" << a.request->records << " records)\n"
-         << "+++ B: " << b.name << " (" << b.request->records << " records)\n";
+    mOut << "--- A: " << a.name << " (" << counted(a.request->records, "record", "records") << ")\n"
+         << "+++ B: " << b.name << " (" << counted(b.request->records, "record", "records")
+         << ")\n";
 }
 
 void DiffPrinter::printGroup(const std::string& name, const std::vector<Difference>& differences) {

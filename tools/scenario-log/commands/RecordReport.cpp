@@ -2,6 +2,8 @@
 
 #include <charconv>
 
+#include "base/Counted.h"
+
 namespace scenariolog {
 namespace {
 
@@ -14,15 +16,18 @@ void appendNumber(std::string& text, Number number) {
 
 }  // namespace
 
-RecordReport RecordReport::forRequest(std::ostream& out, bool json, int request) {
+RecordReport RecordReport::forRequests(std::ostream& out, bool json, const RequestRange& range) {
     RecordReport report(out, json);
-    report.mRequest = request;
+    report.mShow = true;
+    report.mRange = range;
     return report;
 }
 
-RecordReport RecordReport::forFilter(std::ostream& out, bool json, const RecordFilter& filter) {
+RecordReport RecordReport::forFilter(std::ostream& out, bool json, const RecordFilter& filter,
+                                     const RequestRange& range) {
     RecordReport report(out, json);
     report.mFilter = filter;
+    report.mRange = range;
     return report;
 }
 
@@ -32,7 +37,8 @@ void RecordReport::beginSeries(const LogSeries& series) {
 }
 
 void RecordReport::onHeadline(const LineContext& context, const Headline& headline) {
-    if (!mRequest || context.request != mRequest) return;
+    if (!mShow || !mRange.contains(context.request)) return;
+    ++mMatched;
     if (!mJson) {
         printText(context);
         return;
@@ -48,8 +54,8 @@ void RecordReport::onHeadline(const LineContext& context, const Headline& headli
 
 void RecordReport::onRecord(const LineContext& context, const Record& record) {
     if (!context.request) ++mUnknownRequestRecords;
-    if (mRequest ? context.request != mRequest : !mFilter.matches(record)) return;
-    ++mMatchedRecords;
+    if (!mRange.contains(context.request) || (!mShow && !mFilter.matches(record))) return;
+    ++mMatched;
     if (!mJson) {
         printText(context);
         return;
@@ -68,8 +74,23 @@ void RecordReport::onRecord(const LineContext& context, const Record& record) {
     mOut << object.add("text", record.text).str() << "\n";
 }
 
+void RecordReport::printNotes(std::ostream& err) const {
+    if (mJson) return;
+    if (mMatched == 0 && mShow && mRange.from == mRange.to) {
+        err << "scenario-log: request " << mRange.text() << " is in none of the inputs\n";
+    } else if (mMatched == 0 && mShow) {
+        err << "scenario-log: none of requests " << mRange.text() << " is in the inputs\n";
+    } else if (mMatched == 0) {
+        err << "scenario-log: no matching records\n";
+    }
+    if (mRange.bounded() && mUnknownRequestRecords > 0) {
+        err << "scenario-log: " << counted(mUnknownRequestRecords, "record", "records")
+            << " of unknown request (preview blocks without [ReqNum: N]) not shown\n";
+    }
+}
+
 void RecordReport::printSeriesHeader() {
-    if (!mSeriesHeaderDue || !mRequest) return;
+    if (!mSeriesHeaderDue || !mShow) return;
     mSeriesHeaderDue = false;
     const LogFileName& name = mSeries->identity();
     mOut << "== " << seriesKindName(name.kind) << " series " << name.prefix << " " << name.timeStamp
@@ -85,7 +106,7 @@ void RecordReport::printText(const LineContext& context) {
     line += ':';
     appendNumber(line, context.line);
     line += ": ";
-    if (!mRequest) {
+    if (!mShow) {
         line += "request ";
         if (context.request) {
             appendNumber(line, *context.request);

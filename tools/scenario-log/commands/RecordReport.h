@@ -7,7 +7,8 @@
 #include <string>
 
 #include "base/Json.h"
-#include "commands/CommandLine.h"
+#include "commands/Command.h"
+#include "commands/RecordFilter.h"
 #include "reading/SeriesWalker.h"
 
 namespace scenariolog {
@@ -17,17 +18,20 @@ namespace scenariolog {
 // "request N: " (or "request ?: ") in front of the line.
 class RecordReport : public SeriesVisitor {
   public:
-    // `show --req N`: the headlines and records of request N.
-    static RecordReport forRequest(std::ostream& out, bool json, int request);
-    // `grep`: the records that pass `filter`.
-    static RecordReport forFilter(std::ostream& out, bool json, const RecordFilter& filter);
+    // `show`: the headlines and records of the requests in `range`.
+    static RecordReport forRequests(std::ostream& out, bool json, const RequestRange& range);
+    // `grep`: the records that pass `filter`, of the requests in `range`.
+    static RecordReport forFilter(std::ostream& out, bool json, const RecordFilter& filter,
+                                  const RequestRange& range);
 
     void beginSeries(const LogSeries& series) override;
     void onHeadline(const LineContext& context, const Headline& headline) override;
     void onRecord(const LineContext& context, const Record& record) override;
 
-    std::uint64_t matchedRecords() const { return mMatchedRecords; }
-    std::uint64_t unknownRequestRecords() const { return mUnknownRequestRecords; }
+    // Lines printed: records, and for `show` headlines.
+    std::uint64_t matched() const { return mMatched; }
+    // Notes on `err` (not with --json) what was not found or left out.
+    void printNotes(std::ostream& err) const;
 
   private:
     RecordReport(std::ostream& out, bool json) : mOut(out), mJson(json) {}
@@ -39,11 +43,12 @@ class RecordReport : public SeriesVisitor {
 
     std::ostream& mOut;
     bool mJson;
-    std::optional<int> mRequest;
+    bool mShow = false;  // headlines too, under a line per series
+    RequestRange mRange;
     RecordFilter mFilter;
     const LogSeries* mSeries = nullptr;
     bool mSeriesHeaderDue = false;
-    std::uint64_t mMatchedRecords = 0;
+    std::uint64_t mMatched = 0;
     std::uint64_t mUnknownRequestRecords = 0;
     std::string mLine;  // the text line being printed; kept for its buffer
 };

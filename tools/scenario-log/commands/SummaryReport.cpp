@@ -1,5 +1,6 @@
 #include "commands/SummaryReport.h"
 
+#include "base/Counted.h"
 #include "base/Json.h"
 
 namespace scenariolog {
@@ -176,9 +177,9 @@ void SummaryReport::finish() {
              << "\n";
         return;
     }
-    mOut << "total: " << mSeries << " series, " << mFiles << " files, " << mRecords << " records ("
-         << mUnknownRequestRecords << " of unknown request), " << mProblems.count()
-         << " problems\n";
+    mOut << "total: " << mSeries << " series, " << counted(mFiles, "file", "files") << ", "
+         << counted(mRecords, "record", "records") << " (" << mUnknownRequestRecords
+         << " of unknown request), " << counted(mProblems.count(), "problem", "problems") << "\n";
 }
 
 }  // namespace scenariolog

@@ -46,6 +46,8 @@ class SummaryReport : public SeriesVisitor {
     // The counts of the last series walked; while a series is walked, its
     // names are not yet counted.
     const SeriesCounts& counts() const { return mCounts; }
+    // Series walked to their end.
+    std::uint64_t seriesRead() const { return mSeries; }
 
   private:
     void countNames();

@@ -39,6 +39,10 @@ class TeeProblems : public ProblemSink {
         mCommandLine.report(path, line, reason);
         mPage.report(path, line, reason);
     }
+    void reportInputError(const std::string& path, std::string_view reason) override {
+        mCommandLine.reportInputError(path, reason);
+        mPage.report(path, std::nullopt, reason);
+    }
     void finish() {
         mCommandLine.finish();
         mPage.finish();
@@ -145,12 +149,12 @@ std::string jsonArray(const std::string& lines) {
     return array + "]";
 }
 
-std::string overviewJson(const Options& options, const std::string& summary,
+std::string overviewJson(const std::vector<std::string>& inputs, const std::string& summary,
                          const std::string& problems) {
-    std::string inputs;  // one JSON string a line; escaping leaves no raw line break
-    for (const std::string& input : options.inputs) inputs += jsonString(input, true) + "\n";
+    std::string names;  // one JSON string a line; escaping leaves no raw line break
+    for (const std::string& input : inputs) names += jsonString(input, true) + "\n";
     return JsonObject()
-        .addRaw("inputs", jsonArray(inputs))
+        .addRaw("inputs", jsonArray(names))
         .addRaw("summary", jsonArray(summary))
         .addRaw("problems", jsonArray(problems))
         .str();
@@ -158,16 +162,21 @@ std::string overviewJson(const Options& options, const std::string& summary,
 
 }  // namespace
 
-int runHtmlReport(const Options& options, ProblemReport& problems, std::ostream& err) {
+int runHtmlReport(const std::vector<std::string>& inputs, const std::string& output,
+                  ProblemReport& problems, std::ostream& err) {
     TeeProblems tee(problems);
     // Listed before the page is begun, which may be in one of the folders.
-    const std::vector<LogSeries> series = catalogInputs(options.inputs, tee);
-    const std::string temporary = options.output + ".part" + std::to_string(getpid());
+    const std::vector<LogSeries> series = catalogInputs(inputs, tee);
+    if (problems.inputErrors() > 0) {
+        tee.finish();
+        return kExitTrouble;
+    }
+    const std::string temporary = output + ".part" + std::to_string(getpid());
     std::ofstream page(temporary, std::ios::binary | std::ios::trunc);
     if (!page) {
-        err << "scenario-log: cannot write " << temporary << ": "
+        err << "scenario-log: cannot write " << output << ": "
             << std::error_code(errno, std::generic_category()).message() << "\n";
-        return kExitUsage;
+        return kExitTrouble;
     }
     const PageTemplate pageTemplate;
     page << pageTemplate.head();
@@ -175,16 +184,15 @@ int runHtmlReport(const Options& options, ProblemReport& problems, std::ostream&
     for (const LogSeries& one : series) walkSeries(one, visitor, tee);
     tee.finish();
     page << "<script type=\"application/json\" id=\"overview-data\">"
-         << scriptSafeJson(overviewJson(options, visitor.summaryJson(), tee.json()))
-         << "</script>\n"
+         << scriptSafeJson(overviewJson(inputs, visitor.summaryJson(), tee.json())) << "</script>\n"
          << pageTemplate.tail();
     page.close();
-    if (!page || visitor.failed() || std::rename(temporary.c_str(), options.output.c_str()) != 0) {
-        err << "scenario-log: cannot write " << options.output << "\n";
+    if (!page || visitor.failed() || std::rename(temporary.c_str(), output.c_str()) != 0) {
+        err << "scenario-log: cannot write " << output << "\n";
         (void)std::remove(temporary.c_str());  // gone or not, nothing more to do
-        return kExitUsage;
+        return kExitTrouble;
     }
-    return problems.count() == 0 ? kExitClean : kExitProblems;
+    return series.empty() ? kExitNoMatch : kExitMatch;
 }
 
 }  // namespace scenariolog

@@ -14,16 +14,23 @@
 // written out when its walk ends, so memory holds one series' table.
 #pragma once
 
+#include <memory>
 #include <ostream>
+#include <string>
+#include <vector>
 
-#include "commands/CommandLine.h"
+#include "commands/Command.h"
 #include "reading/ProblemReport.h"
 
 namespace scenariolog {
 
-// Writes the page to options.output (through a temporary file beside it, so
-// that a failed run leaves no half page). Problems are listed as for the other
-// commands and in the page. Returns the exit status.
-int runHtmlReport(const Options& options, ProblemReport& problems, std::ostream& err);
+// Writes the page of `inputs` to `output` (through a temporary file beside it,
+// so that a failed run leaves no half page). Problems are listed as for the
+// other commands and in the page. Returns the exit status.
+int runHtmlReport(const std::vector<std::string>& inputs, const std::string& output,
+                  ProblemReport& problems, std::ostream& err);
+
+// `report`, with its options (ReportCommand.cpp).
+std::unique_ptr<Command> makeReportCommand();
 
 }  // namespace scenariolog

@@ -11,7 +11,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kForeignName = "not a tuning log file name; skipped";
+constexpr const char* kForeignName = "not a tuning log file name";
 constexpr const char* kNoLogFiles = "no tuning log files in this folder";
 // A page that `report` wrote beside the logs (scripts/run-demo does) is no
 // foreign file of the folder.
@@ -27,7 +27,8 @@ class Collector {
   private:
     void addFolder(const std::string& folder);
     // True when the file is a tuning log file, also one already taken.
-    bool addFile(const std::string& path, const std::string& fileName);
+    // `named`: the file is an input of its own, not found in a folder.
+    bool addFile(const std::string& path, const std::string& fileName, bool named);
     bool isNewFile(const std::string& path);
 
     ProblemSink& mProblems;
@@ -39,13 +40,13 @@ void Collector::addInput(const std::string& input) {
     std::error_code error;
     const fs::file_status status = fs::status(input, error);
     if (error) {
-        mProblems.report(input, std::nullopt, "cannot read: " + error.message());
+        mProblems.reportInputError(input, "cannot read: " + error.message());
     } else if (fs::is_directory(status)) {
         addFolder(input);
     } else if (fs::is_regular_file(status)) {
-        addFile(input, fs::path(input).filename().string());
+        addFile(input, fs::path(input).filename().string(), true);
     } else {
-        mProblems.report(input, std::nullopt, "not a regular file or folder; skipped");
+        mProblems.reportInputError(input, "not a regular file or folder");
     }
 }
 
@@ -61,13 +62,13 @@ void Collector::addFolder(const std::string& folder) {
             name.compare(name.size() - kPageSuffix.size(), kPageSuffix.size(), kPageSuffix) == 0;
         if (entries->is_regular_file(statusError) && !page) names.push_back(std::move(name));
     }
-    if (error) mProblems.report(folder, std::nullopt, "cannot list folder: " + error.message());
+    if (error) mProblems.reportInputError(folder, "cannot list folder: " + error.message());
     std::sort(names.begin(), names.end());
     bool anyLogFile = false;
     for (const std::string& name : names) {
-        anyLogFile |= addFile((fs::path(folder) / name).string(), name);
+        anyLogFile |= addFile((fs::path(folder) / name).string(), name, false);
     }
-    if (!error && !anyLogFile) mProblems.report(folder, std::nullopt, kNoLogFiles);
+    if (!error && !anyLogFile) mProblems.reportInputError(folder, kNoLogFiles);
 }
 
 bool Collector::isNewFile(const std::string& path) {
@@ -76,11 +77,15 @@ bool Collector::isNewFile(const std::string& path) {
     return mSeenFiles.insert(error ? path : canonical.string()).second;
 }
 
-bool Collector::addFile(const std::string& path, const std::string& fileName) {
+bool Collector::addFile(const std::string& path, const std::string& fileName, bool named) {
     if (!isNewFile(path)) return true;
     auto name = parseLogFileName(fileName);
     if (!name) {
-        mProblems.report(path, std::nullopt, kForeignName);
+        if (named) {
+            mProblems.reportInputError(path, kForeignName);
+        } else {
+            mProblems.report(path, std::nullopt, std::string(kForeignName) + "; skipped");
+        }
         return false;
     }
     LogSeries& series = mSeries[name->seriesKey()];

@@ -24,7 +24,8 @@ struct LogSeries {
 // Reads the inputs: a file is taken as it is, a folder for the regular files
 // directly in it (subfolders are not entered; nor HTML pages, which `report`
 // may have written there). Inputs that can't be read, folders without a
-// tuning log file, and files whose names this system does not produce are
+// tuning log file and input files whose names this system does not produce
+// are input errors; files in a folder with such names are problems. Both are
 // reported to `problems` and left out. Series and their files come in
 // LogFileNameLess order; a second file with the index of one already taken
 // (the same series in two folders) is reported and left out; the same file

@@ -1,5 +1,6 @@
 #include "reading/ProblemReport.h"
 
+#include "base/Counted.h"
 #include "base/Json.h"
 
 namespace scenariolog {
@@ -14,11 +15,16 @@ void ProblemReport::report(const std::string& path, std::optional<std::uint64_t>
     if (++mFileCount <= kListedPerFile) print(path, line, reason);
 }
 
+void ProblemReport::reportInputError(const std::string& path, std::string_view reason) {
+    ++mInputErrors;
+    report(path, std::nullopt, reason);
+}
+
 void ProblemReport::finish() {
     if (mFileCount > kListedPerFile) {
         const std::uint64_t unlisted = mFileCount - kListedPerFile;
         print(mFile, std::nullopt,
-              std::to_string(unlisted) + " more problems in this file not listed");
+              counted(unlisted, "more problem", "more problems") + " in this file not listed");
     }
     mFileCount = 0;
 }

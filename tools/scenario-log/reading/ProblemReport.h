@@ -1,5 +1,8 @@
 // Input that could not be read or understood: reported with its file and,
-// where there is one, its line, and counted. A problem never stops a report.
+// where there is one, its line, and counted. A problem inside a file never
+// stops a report; an input error (an input named on the command line that
+// yields no tuning log file at all) is counted apart, so that a command can
+// stop before it answers.
 #pragma once
 
 #include <cstdint>
@@ -15,6 +18,11 @@ class ProblemSink {
     virtual ~ProblemSink() = default;
     virtual void report(const std::string& path, std::optional<std::uint64_t> line,
                         std::string_view reason) = 0;
+    // An input named on the command line that cannot be read as tuning log
+    // files: missing, unreadable, a folder without one, a foreign file name.
+    virtual void reportInputError(const std::string& path, std::string_view reason) {
+        report(path, std::nullopt, reason);
+    }
 };
 
 // Prints problems as they come: text lines "FILE:LINE: reason" to the error
@@ -30,10 +38,13 @@ class ProblemReport : public ProblemSink {
 
     void report(const std::string& path, std::optional<std::uint64_t> line,
                 std::string_view reason) override;
+    void reportInputError(const std::string& path, std::string_view reason) override;
     // Lists the count of unlisted problems of the last file.
     void finish();
 
+    // Every problem, input errors included.
     std::uint64_t count() const { return mCount; }
+    std::uint64_t inputErrors() const { return mInputErrors; }
 
   private:
     void print(const std::string& path, std::optional<std::uint64_t> line, std::string_view reason);
@@ -42,6 +53,7 @@ class ProblemReport : public ProblemSink {
     std::ostream& mErr;
     bool mJson;
     std::uint64_t mCount = 0;
+    std::uint64_t mInputErrors = 0;
     std::string mFile;
     std::uint64_t mFileCount = 0;
 };

@@ -81,9 +81,13 @@ void Walk::checkIndexGap(const LogFile& file, int previousIndex) {
         if (previousIndex == 0 && file.name.index > 1) mAttribution.forget();
         return;
     }
+    const int first = previousIndex + 1;
+    const int last = file.name.index - 1;
     mProblems.report(file.path, std::nullopt,
-                     "file(s) with index " + std::to_string(previousIndex + 1) + " to " +
-                         std::to_string(file.name.index - 1) + " of this series are missing");
+                     first == last
+                         ? "file with index " + std::to_string(first) + " of this series is missing"
+                         : "files with index " + std::to_string(first) + " to " +
+                               std::to_string(last) + " of this series are missing");
     mAttribution.forget();
 }
 
