@@ -143,7 +143,7 @@ TEST(ScenarioLogChanges, CapturesPastRequest9999AreOneTimeline) {
     const ReaderRun changes =
         runReader({"changes", "--module", "P1_NODE", "--decision", "TOP_CONTROL", dir.path()});
     EXPECT_EQ(changes.out,
-              "== capture requests 9959-10049 from 2025_0102_030405: 4 requests, 1 keys\n"
+              "== capture requests 9959-10049 from 2025_0102_030405: 4 requests, 1 key\n"
               "P1_NODE Decision: TOP_CONTROL  9959-10049  \"sensor mode 0\"\n");
 }
 
