@@ -1,9 +1,12 @@
 #include "Report.h"
 
+#include <unistd.h>
+
 #include "commands/ChangesReport.h"
 #include "commands/CommandLine.h"
 #include "commands/DiffReport.h"
 #include "commands/RecordReport.h"
+#include "commands/SqlCommand.h"
 #include "commands/SummaryReport.h"
 #include "page/HtmlReport.h"
 #include "reading/LogCatalog.h"
@@ -108,6 +111,18 @@ int runDiff(const Options& options, ProblemReport& problems, std::ostream& out, 
     return counts.identical() ? kExitClean : kExitProblems;
 }
 
+SqlOptions sqlOptions(const Options& options) {
+    SqlOptions sql;
+    sql.query = options.query;
+    sql.inputs = options.inputs;
+    sql.format = options.csv    ? SqlFormat::kCsv
+                 : options.json ? SqlFormat::kJson
+                                : SqlFormat::kColumns;
+    sql.noCache = options.noCache;
+    sql.progress = isatty(STDERR_FILENO) == 1;
+    return sql;
+}
+
 }  // namespace
 
 int runScenarioLog(const std::vector<std::string>& args, std::ostream& out, std::ostream& err,
@@ -122,6 +137,8 @@ int runScenarioLog(const std::vector<std::string>& args, std::ostream& out, std:
         out << kHelpText;
         return kExitClean;
     }
+    if (options.command == Command::kSql) return runSql(sqlOptions(options), out, err, terminal);
+    if (options.command == Command::kSchema) return runSchema(options.json, out);
     ProblemReport problems(out, err, options.json);
     if (options.command == Command::kDiff) return runDiff(options, problems, out, err, terminal);
     if (options.command == Command::kReport) return runHtmlReport(options, problems, err);

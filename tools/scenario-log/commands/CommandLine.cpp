@@ -56,6 +56,22 @@ Commands:
                      series a map of each key's texts over the requests (a
                      colour per text within a key's row); a request's blocks
                      on a click, and the diff of two requests
+  sql "SELECT ..." FOLDER|FILE...
+                     one read-only SQL statement (SQLite) on the tables
+                     records, headlines, snippets, requests, series, files
+                     and problems (see schema), with the functions
+                     num(text, 'word'), the number after a word; regexp(
+                     pattern, text) and text REGEXP pattern (RE2); and
+                     regexp_capture(text, pattern, group). Aligned columns,
+                     or --csv, or --json (one object per row). Exit status 0
+                     rows came back, 1 none, 2 usage, SQL or input error; a
+                     statement that would change anything is refused (2).
+                     The first query imports the inputs into a cache under
+                     $XDG_CACHE_HOME/scenario-log (else ~/.cache/scenario-log)
+                     that later queries open while the files are unchanged,
+                     and update when they only grew
+      --no-cache         import into memory, leave the cache alone
+  schema             the tables of sql, each column with its meaning
 
 Options:
   --json             one JSON object per line on standard output, each with a
@@ -137,6 +153,8 @@ std::optional<Command> parseCommand(const std::string& word) {
     if (word == "diff") return Command::kDiff;
     if (word == "changes") return Command::kChanges;
     if (word == "report") return Command::kReport;
+    if (word == "sql") return Command::kSql;
+    if (word == "schema") return Command::kSchema;
     if (word == "--help" || word == "-h" || word == "help") return Command::kHelp;
     return std::nullopt;
 }
@@ -180,7 +198,8 @@ class Parser {
 CommandLine Parser::run() {
     if (mArgs.empty()) {
         mResult.error =
-            "missing command (summary, show, grep, diff, changes or report); see --help";
+            "missing command (summary, show, grep, diff, changes, report, sql or schema); see "
+            "--help";
         return mResult;
     }
     const auto command = parseCommand(mArgs[0]);
@@ -233,6 +252,11 @@ bool Parser::parseOption(const std::string& name, std::size_t& i) {
         return true;
     }
     if (name == "--req") return takeRequest(name, i);
+    if (name == "--csv" || name == "--no-cache") {
+        if (mOptions.command != Command::kSql) return fail(name + " is an option of sql");
+        (name == "--csv" ? mOptions.csv : mOptions.noCache) = true;
+        return true;
+    }
     if (name == "--output") {
         if (mOptions.command != Command::kReport) return fail("-o is an option of report");
         return takeValue(name, i, mOptions.output);
@@ -304,6 +328,16 @@ bool Parser::checkComplete() {
     }
     if (mOptions.command == Command::kReport && (mOptions.output.empty() || mOptions.json)) {
         return fail(mOptions.json ? "report writes HTML, not --json" : "report needs -o FILE");
+    }
+    if (mOptions.command == Command::kSchema) {
+        return mOptions.inputs.empty() || fail("schema reads no FOLDER or FILE");
+    }
+    if (mOptions.command == Command::kSql) {
+        if (mOptions.inputs.empty())
+            return fail("sql needs a statement: sql \"SELECT ...\" FOLDER");
+        if (mOptions.csv && mOptions.json) return fail("--csv and --json exclude each other");
+        mOptions.query = mOptions.inputs.front();
+        mOptions.inputs.erase(mOptions.inputs.begin());
     }
     if (mOptions.inputs.empty()) return fail("missing FOLDER or FILE to read");
     if (mOptions.command == Command::kDiff) return makeDiffSides();

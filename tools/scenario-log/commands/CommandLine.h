@@ -9,7 +9,7 @@
 
 namespace scenariolog {
 
-enum class Command { kSummary, kShow, kGrep, kDiff, kChanges, kReport, kHelp };
+enum class Command { kSummary, kShow, kGrep, kDiff, kChanges, kReport, kSql, kSchema, kHelp };
 
 // The record filters of `grep`; every given filter must match.
 struct RecordFilter {
@@ -48,6 +48,9 @@ struct Options {
     bool all = false;                 // changes
     bool noColor = false;             // diff
     std::string output;               // report -o
+    std::string query;                // sql: the statement, its first argument
+    bool csv = false;                 // sql
+    bool noCache = false;             // sql
 };
 
 struct CommandLine {
