@@ -19,7 +19,8 @@ bool holdsStatement(sqlite3* db, const char* tail) {
 
 SqliteDb openSqlite(const std::string& name, int flags) {
     sqlite3* raw = nullptr;
-    const int code = sqlite3_open_v2(name.c_str(), &raw, flags, nullptr);
+    // A connection is used by one thread only: no mutex around each call.
+    const int code = sqlite3_open_v2(name.c_str(), &raw, flags | SQLITE_OPEN_NOMUTEX, nullptr);
     SqliteDb db(raw);
     if (code != SQLITE_OK) fail(raw, code);
     (void)sqlite3_extended_result_codes(raw, 1);

@@ -33,7 +33,8 @@ class SqliteError : public std::runtime_error {
     int mCode;
 };
 
-// Opens `name` (a path, or a "file:" URI with SQLITE_OPEN_URI) with `flags`.
+// Opens `name` (a path, or a "file:" URI with SQLITE_OPEN_URI) with `flags`,
+// for use by one thread at a time.
 SqliteDb openSqlite(const std::string& name, int flags);
 
 // Runs statements that return no rows.

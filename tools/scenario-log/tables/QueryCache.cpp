@@ -5,12 +5,15 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <cstring>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
+#include <vector>
 
 #include "base/ByteHash.h"
 
@@ -22,6 +25,8 @@ namespace fs = std::filesystem;
 constexpr const char* kSuffix = ".sqlite";
 constexpr const char* kTempMark = ".tmp-";
 constexpr const char* kLockSuffix = ".lock";
+constexpr char kTrailerMagic[8] = {'S', 'Q', 'L', 'C', 'A', 'C', 'H', 'E'};
+constexpr std::uint64_t kTrailerSeed = 0x5EA1ED;
 
 // An exclusive flock on the lock file of one cache, held while it lives; not
 // held when the file cannot be opened or locked (held() false).
@@ -76,18 +81,65 @@ std::string immutableUri(const std::string& path) {
     return uri + "?immutable=1";
 }
 
-// The database's pages fill the file exactly, and SQLite's quick check of
-// its structure passes: a truncated or overwritten cache fails one of them.
+class FileHandle {
+  public:
+    FileHandle(const std::string& path, int flags) : mFd(::open(path.c_str(), flags | O_CLOEXEC)) {}
+    ~FileHandle() {
+        if (mFd >= 0) (void)::close(mFd);
+    }
+    FileHandle(const FileHandle&) = delete;
+    FileHandle& operator=(const FileHandle&) = delete;
+    int fd() const { return mFd; }
+
+  private:
+    int mFd;
+};
+
+// The hash of the first `length` bytes of the file, a megabyte at a time.
+std::optional<std::uint64_t> hashFile(int fd, std::uint64_t length) {
+    constexpr std::size_t kChunk = std::size_t{1} << 20;
+    std::vector<char> buffer(kChunk);
+    std::uint64_t hash = kTrailerSeed;
+    for (std::uint64_t done = 0; done < length;) {
+        const auto want = static_cast<std::size_t>(std::min<std::uint64_t>(kChunk, length - done));
+        const ssize_t got = ::pread(fd, buffer.data(), want, static_cast<off_t>(done));
+        if (got <= 0) return std::nullopt;
+        hash = hashBytes(std::string_view(buffer.data(), static_cast<std::size_t>(got)), hash);
+        done += static_cast<std::uint64_t>(got);
+    }
+    return hash;
+}
+
+// The size of the database in a sealed cache file: all but its trailer,
+// whose hash matches every byte before it; nullopt when it does not.
+std::optional<std::uint64_t> sealedSize(const std::string& path) {
+    const FileHandle file(path, O_RDONLY);
+    struct stat status {};
+    if (file.fd() < 0 || ::fstat(file.fd(), &status) != 0 ||
+        status.st_size < static_cast<off_t>(kCacheTrailerBytes)) {
+        return std::nullopt;
+    }
+    const auto size = static_cast<std::uint64_t>(status.st_size) - kCacheTrailerBytes;
+    char trailer[kCacheTrailerBytes];
+    if (::pread(file.fd(), trailer, sizeof trailer, static_cast<off_t>(size)) !=
+            static_cast<ssize_t>(sizeof trailer) ||
+        std::memcmp(trailer, kTrailerMagic, sizeof kTrailerMagic) != 0) {
+        return std::nullopt;
+    }
+    std::uint64_t stored = 0;
+    std::memcpy(&stored, trailer + sizeof kTrailerMagic, sizeof stored);
+    const auto hash = hashFile(file.fd(), size);
+    if (!hash || *hash != stored) return std::nullopt;
+    return size;
+}
+
+// Every byte is as it was sealed, and the database's pages fill the rest of
+// the file exactly: a truncated or overwritten cache fails one of them.
 bool intact(sqlite3* db, const std::string& path) {
-    std::error_code error;
-    const auto size = fs::file_size(path, error);
+    const auto size = sealedSize(path);
     const auto pageSize = queryInt(db, "PRAGMA page_size");
     const auto pages = queryInt(db, "PRAGMA page_count");
-    if (error || !pageSize || !pages || static_cast<std::uintmax_t>(*pageSize * *pages) != size) {
-        return false;
-    }
-    const SqliteStatement check = prepareSql(db, "PRAGMA quick_check(1)");
-    return sqlite3_step(check.get()) == SQLITE_ROW && columnText(check.get(), 0) == "ok";
+    return size && pageSize && pages && static_cast<std::uint64_t>(*pageSize * *pages) == *size;
 }
 
 SqliteDb openReadOnly(const std::string& path) {
@@ -110,17 +162,6 @@ UpdatePlan inspect(const std::string& path, const QueryInputs& inputs, SqliteDb*
         return plan;
     } catch (const SqliteError&) {
         return rebuild;
-    }
-}
-
-void syncFile(const std::string& path, int flags) {
-    const int fd = ::open(path.c_str(), flags | O_CLOEXEC);
-    if (fd < 0) return;
-    const int result = ::fsync(fd);
-    (void)::close(fd);
-    if (result != 0 && (flags & O_DIRECTORY) == 0) {
-        throw CacheUnavailable("cannot write " + path + ": " +
-                               std::generic_category().message(errno));
     }
 }
 
@@ -151,6 +192,25 @@ std::optional<std::string> environment(const char* name) {
 }
 
 }  // namespace
+
+void sealCacheFile(const std::string& path) {
+    const FileHandle file(path, O_RDWR);
+    struct stat status {};
+    if (file.fd() < 0 || ::fstat(file.fd(), &status) != 0) {
+        throw CacheUnavailable("cannot read " + path + ": " +
+                               std::generic_category().message(errno));
+    }
+    const auto size = static_cast<std::uint64_t>(status.st_size);
+    const auto hash = hashFile(file.fd(), size);
+    char trailer[kCacheTrailerBytes];
+    std::memcpy(trailer, kTrailerMagic, sizeof kTrailerMagic);
+    if (hash) std::memcpy(trailer + sizeof kTrailerMagic, &*hash, sizeof *hash);
+    if (!hash || ::pwrite(file.fd(), trailer, sizeof trailer, static_cast<off_t>(size)) !=
+                     static_cast<ssize_t>(sizeof trailer)) {
+        throw CacheUnavailable("cannot write " + path + ": " +
+                               std::generic_category().message(errno));
+    }
+}
 
 std::optional<std::string> defaultCacheFolder() {
     if (const auto xdg = environment("XDG_CACHE_HOME")) return *xdg + "/scenario-log";
@@ -188,7 +248,10 @@ void QueryCache::build(const std::string& path, const QueryInputs& inputs,
     const std::string temporary = temporaryPath(path);
     try {
         const UpdatePlan plan = inspect(path, inputs);
-        if (!plan.rebuild) fs::copy_file(path, temporary, fs::copy_options::overwrite_existing);
+        if (!plan.rebuild) {
+            fs::copy_file(path, temporary, fs::copy_options::overwrite_existing);
+            fs::resize_file(temporary, fs::file_size(temporary) - kCacheTrailerBytes);
+        }
         {
             const SqliteDb db = openSqlite(temporary, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
             configureForBuilding(db.get());
@@ -198,12 +261,13 @@ void QueryCache::build(const std::string& path, const QueryInputs& inputs,
                 importUpdate(db.get(), inputs, plan, progress);
             }
         }
-        syncFile(temporary, O_RDONLY);
+        // Not synced to disk: a crash that loses written bytes leaves a file
+        // whose trailer no longer matches, and the next reader rebuilds it.
+        sealCacheFile(temporary);
         if (std::rename(temporary.c_str(), path.c_str()) != 0) {
             throw CacheUnavailable("cannot write " + path + ": " +
                                    std::generic_category().message(errno));
         }
-        syncFile(mFolder, O_RDONLY | O_DIRECTORY);
     } catch (const std::exception& failure) {
         std::error_code ignored;
         fs::remove(temporary, ignored);

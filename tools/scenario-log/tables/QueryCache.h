@@ -9,10 +9,14 @@
 // when files only grew or were added, and builds it anew otherwise, and
 // equally when it is corrupt, truncated or of another schema version.
 //
+// A cache file is the SQLite database and a trailer of kCacheTrailerBytes: a
+// mark and a hash of every byte before it, checked before each use, so that a
+// cache damaged in any byte is found.
+//
 // A cache is never changed in place: it is built (or copied and updated) in a
-// temporary file in the same folder, written to disk and renamed over the old
-// one, so that a reader sees a whole cache or none, and a crash leaves no
-// half cache behind. Builders of one cache take turns on a lock file (flock);
+// temporary file in the same folder, sealed and renamed over the old one, so
+// that a reader sees a whole cache or none, and a crash leaves no half cache
+// in use. Builders of one cache take turns on a lock file (flock);
 // a reader that finds a build under way waits for it and then uses its
 // result. Where the lock cannot be had, each builder still renames a whole
 // file of its own into place, and every reader's answer stays right.
@@ -32,6 +36,11 @@ class CacheUnavailable : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };
+
+constexpr std::size_t kCacheTrailerBytes = 16;
+
+// Appends the trailer to a finished database file. Throws CacheUnavailable.
+void sealCacheFile(const std::string& path);
 
 // $XDG_CACHE_HOME/scenario-log, else $HOME/.cache/scenario-log; nullopt when
 // neither variable is set.

@@ -187,9 +187,11 @@ UpdatePlan planUpdate(sqlite3* db, const QueryInputs& inputs) {
 }
 
 void configureForBuilding(sqlite3* db) {
+    // Pages of 16 KiB: fewer pages to read in a scan, and a slightly smaller file.
     execSql(db,
-            "PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF; PRAGMA cache_size = -16384;"
-            "PRAGMA locking_mode = EXCLUSIVE; PRAGMA temp_store = FILE;");
+            "PRAGMA page_size = 16384; PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF;"
+            "PRAGMA cache_size = -16384; PRAGMA locking_mode = EXCLUSIVE;"
+            "PRAGMA temp_store = FILE;");
 }
 
 void importAll(sqlite3* db, const QueryInputs& inputs, ImportProgress* progress) {

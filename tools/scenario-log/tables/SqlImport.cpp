@@ -10,11 +10,18 @@ constexpr std::string_view kSnippetSeparator = ", ";
 
 constexpr const char* kInsertRecord =
     "INSERT INTO stored_records(series, file, line, request, block, key, sensor, frame, magic, "
-    "text) VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10)";
+    "text) VALUES ";
+constexpr const char* kRecordValues = "(?, ?, ?, ?, ?, ?, ?, ?, ?, ?)";
+constexpr int kRecordColumns = 10;
+
+std::string insertRecords(std::size_t rows) {
+    std::string sql = kInsertRecord;
+    for (std::size_t i = 0; i < rows; ++i) sql += std::string(i == 0 ? "" : ", ") + kRecordValues;
+    return sql;
+}
 constexpr const char* kInsertHeadline =
     "INSERT INTO stored_headlines(series, file, line, request, block, unique_key, ndd, snippets) "
     "VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8)";
-constexpr const char* kInsertSnippet = "INSERT INTO stored_snippets VALUES (?1, ?2, ?3)";
 constexpr const char* kSelectRequest =
     "SELECT blocks, records, headline, file, line FROM stored_requests "
     "WHERE series = ?1 AND request = ?2";
@@ -49,14 +56,13 @@ void bindRequest(sqlite3_stmt* statement, int index, const std::optional<int>& r
     bindInt(statement, index, request);
 }
 
-// ", a, b" as its snippets "a" and "b".
+// ", a, b" as its snippets "a" and "b", as the view `snippets` splits them.
 template <typename Each>
 void forEachSnippet(std::string_view snippets, Each each) {
-    std::int64_t position = 0;
     while (snippets.size() >= kSnippetSeparator.size()) {
         snippets.remove_prefix(kSnippetSeparator.size());
         const std::size_t end = snippets.find(kSnippetSeparator);
-        each(++position, snippets.substr(0, end));
+        each(snippets.substr(0, end));
         if (end == std::string_view::npos) break;
         snippets.remove_prefix(end);
     }
@@ -68,9 +74,9 @@ SqlImport::SqlImport(sqlite3* db, std::int64_t generation, ImportProgress* progr
     : mDb(db),
       mGeneration(generation),
       mProgress(progress),
-      mInsertRecord(prepareSql(db, kInsertRecord)),
+      mInsertRecord(prepareSql(db, insertRecords(1))),
+      mInsertRecords(prepareSql(db, insertRecords(kRecordBatch))),
       mInsertHeadline(prepareSql(db, kInsertHeadline)),
-      mInsertSnippet(prepareSql(db, kInsertSnippet)),
       mSelectRequest(prepareSql(db, kSelectRequest)),
       mStoreRequest(prepareSql(db, kStoreRequest)),
       mInsertProblem(prepareSql(db, kInsertProblem)),
@@ -92,8 +98,6 @@ void SqlImport::deleteSeries(sqlite3* db, std::int64_t id) {
         "DELETE FROM stored_records WHERE id BETWEEN "
         "(SELECT first_record FROM stored_series WHERE id = ?1) "
         "AND (SELECT last_record FROM stored_series WHERE id = ?1)",
-        "DELETE FROM stored_snippets WHERE headline IN "
-        "(SELECT id FROM stored_headlines WHERE series = ?1)",
         "DELETE FROM stored_headlines WHERE series = ?1",
         "DELETE FROM stored_requests WHERE series = ?1",
         "DELETE FROM stored_problems WHERE series = ?1",
@@ -210,7 +214,7 @@ void SqlImport::onHeadline(const LineContext& context, const Headline& headline)
     if (context.request) {
         RequestTotals& totals = totalsOf(*context.request, context);
         mBlock = ++totals.blocks;
-        forEachSnippet(headline.snippets, [&totals](std::int64_t, std::string_view text) {
+        forEachSnippet(headline.snippets, [&totals](std::string_view text) {
             if (!totals.headline.empty()) totals.headline += kSnippetSeparator;
             totals.headline += text;
         });
@@ -225,14 +229,6 @@ void SqlImport::onHeadline(const LineContext& context, const Headline& headline)
     bindText(insert, 7, context.text.substr(0, context.text.size() - headline.snippets.size()));
     bindText(insert, 8, headline.snippets);
     runStatement(insert);
-    const std::int64_t headlineId = sqlite3_last_insert_rowid(mDb);
-    sqlite3_stmt* snippet = mInsertSnippet.get();
-    forEachSnippet(headline.snippets, [&](std::int64_t position, std::string_view text) {
-        bindInt(snippet, 1, headlineId);
-        bindInt(snippet, 2, position);
-        bindText(snippet, 3, text);
-        runStatement(snippet);
-    });
     noteProgress(context.text.size());
 }
 
@@ -270,24 +266,54 @@ void SqlImport::onRecord(const LineContext& context, const Record& record) {
         ++mUnknownRequestRecords;
     }
     const bool inBlock = context.request && context.request == mBlockRequest;
-    sqlite3_stmt* insert = mInsertRecord.get();
-    bindInt(insert, 1, mSeriesId);
-    bindInt(insert, 2, mFileId);
-    bindInt(insert, 3, static_cast<std::int64_t>(context.line));
-    bindRequest(insert, 4, context.request);
-    bindInt(insert, 5, inBlock ? std::optional<std::int64_t>(mBlock) : std::nullopt);
-    bindInt(insert, 6, keyOf(record));
-    bindInt(insert, 7, record.sensorId);
-    bindInt(insert, 8, record.frameNum);
-    bindInt(insert, 9, record.magicNum);
-    bindText(insert, 10, record.text);
-    runStatement(insert);
-    mLastRecord = sqlite3_last_insert_rowid(mDb);
-    if (mFirstRecord == 0) mFirstRecord = mLastRecord;
+    PendingRecord& pending = mPending[mPendingCount];
+    pending.file = mFileId;
+    pending.line = static_cast<std::int64_t>(context.line);
+    pending.request = context.request;
+    pending.block = inBlock ? std::optional<std::int64_t>(mBlock) : std::nullopt;
+    pending.key = keyOf(record);
+    pending.sensor = record.sensorId;
+    pending.frame = record.frameNum;
+    pending.magic = record.magicNum;
+    pending.text.assign(record.text);
+    if (++mPendingCount == kRecordBatch) flushRecords();
     noteProgress(context.text.size());
 }
 
+void SqlImport::bindRecord(sqlite3_stmt* insert, int first, const PendingRecord& record) {
+    bindInt(insert, first, mSeriesId);
+    bindInt(insert, first + 1, record.file);
+    bindInt(insert, first + 2, record.line);
+    bindInt(insert, first + 3, record.request);
+    bindInt(insert, first + 4, record.block);
+    bindInt(insert, first + 5, record.key);
+    bindInt(insert, first + 6, record.sensor);
+    bindInt(insert, first + 7, record.frame);
+    bindInt(insert, first + 8, record.magic);
+    bindText(insert, first + 9, record.text);
+}
+
+// The rows of one insert get consecutive ids after those of the last one.
+void SqlImport::flushRecords() {
+    if (mPendingCount == kRecordBatch) {
+        for (std::size_t i = 0; i < kRecordBatch; ++i) {
+            bindRecord(mInsertRecords.get(), static_cast<int>(i) * kRecordColumns + 1, mPending[i]);
+        }
+        runStatement(mInsertRecords.get());
+    } else {
+        for (std::size_t i = 0; i < mPendingCount; ++i) {
+            bindRecord(mInsertRecord.get(), 1, mPending[i]);
+            runStatement(mInsertRecord.get());
+        }
+    }
+    if (mPendingCount == 0) return;
+    mLastRecord = sqlite3_last_insert_rowid(mDb);
+    if (mFirstRecord == 0) mFirstRecord = mLastRecord - static_cast<std::int64_t>(mPendingCount) + 1;
+    mPendingCount = 0;
+}
+
 void SqlImport::endSeries(const LogSeries& series) {
+    flushRecords();
     flushRequests();
     finishProblems();
     insertSeries(series);

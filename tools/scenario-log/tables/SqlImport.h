@@ -1,5 +1,5 @@
 // Writes what the walk of a series finds into the tables of SqlSchema.h:
-// records, headlines and their snippets, per-request totals, the series, its
+// records, headlines, per-request totals, the series, its
 // files and the problems found, through prepared statements in the caller's
 // transaction.
 //
@@ -42,6 +42,9 @@ class SqlImport : public SeriesVisitor, public ProblemSink {
     // in one more row.
     static constexpr std::uint64_t kListedPerFile = ProblemReport::kListedPerFile;
     static constexpr std::size_t kRequestBatch = 4096;
+    // Records go in by statements of this many rows, which cost SQLite much
+    // less than as many statements of one row.
+    static constexpr std::size_t kRecordBatch = 32;
 
     // `progress` may be null.
     SqlImport(sqlite3* db, std::int64_t generation, ImportProgress* progress);
@@ -74,7 +77,23 @@ class SqlImport : public SeriesVisitor, public ProblemSink {
         std::int64_t line = 0;
     };
 
+    // A record as it is inserted; its text is a copy, as the line's buffer
+    // moves on before the batch is written.
+    struct PendingRecord {
+        std::int64_t file = 0;
+        std::int64_t line = 0;
+        std::optional<int> request;
+        std::optional<std::int64_t> block;
+        std::int64_t key = 0;
+        std::optional<int> sensor;
+        std::optional<int> frame;
+        std::optional<int> magic;
+        std::string text;
+    };
+
     void enterFile(const LogFile& file);
+    void bindRecord(sqlite3_stmt* insert, int first, const PendingRecord& record);
+    void flushRecords();
     std::int64_t keyOf(const Record& record);
     RequestTotals& totalsOf(int request, const LineContext& context);
     void flushRequests();
@@ -88,8 +107,8 @@ class SqlImport : public SeriesVisitor, public ProblemSink {
     std::int64_t mGeneration;
     ImportProgress* mProgress;
     SqliteStatement mInsertRecord;
+    SqliteStatement mInsertRecords;  // kRecordBatch rows
     SqliteStatement mInsertHeadline;
-    SqliteStatement mInsertSnippet;
     SqliteStatement mSelectRequest;
     SqliteStatement mStoreRequest;
     SqliteStatement mInsertProblem;
@@ -115,6 +134,8 @@ class SqlImport : public SeriesVisitor, public ProblemSink {
     std::int64_t mRecords = 0;
     std::int64_t mUnknownRequestRecords = 0;
     std::int64_t mProblems = 0;
+    std::vector<PendingRecord> mPending = std::vector<PendingRecord>(kRecordBatch);
+    std::size_t mPendingCount = 0;
     std::int64_t mFirstRecord = 0;
     std::int64_t mLastRecord = 0;
 

@@ -31,8 +31,6 @@ CREATE TABLE stored_records(
 CREATE TABLE stored_headlines(
   id INTEGER PRIMARY KEY, series INTEGER, file INTEGER, line INTEGER, request INTEGER,
   block INTEGER, unique_key INTEGER, ndd TEXT, snippets TEXT);
-CREATE TABLE stored_snippets(
-  headline INTEGER, position INTEGER, text TEXT, PRIMARY KEY(headline, position)) WITHOUT ROWID;
 CREATE TABLE stored_requests(
   series INTEGER, request INTEGER, blocks INTEGER, records INTEGER, headline TEXT,
   file INTEGER, line INTEGER, PRIMARY KEY(series, request)) WITHOUT ROWID;
@@ -66,11 +64,18 @@ CREATE VIEW headlines AS
          h.block AS block, h.unique_key AS unique_key, h.ndd AS ndd, h.snippets AS snippets
   FROM stored_headlines AS h LEFT JOIN stored_files AS f ON f.id = h.file;
 CREATE VIEW snippets AS
+  WITH RECURSIVE split(id, position, text, rest) AS (
+    SELECT id, 0, NULL, substr(snippets, 3) || ', ' FROM stored_headlines WHERE snippets <> ''
+    UNION ALL
+    SELECT id, position + 1, substr(rest, 1, instr(rest, ', ') - 1),
+           substr(rest, instr(rest, ', ') + 2)
+    FROM split WHERE rest <> '')
   SELECT h.series AS series, f.path AS file, h.line AS line, h.request AS request,
-         h.block AS block, p.position AS position, p.text AS text
-  FROM stored_snippets AS p
-  JOIN stored_headlines AS h ON h.id = p.headline
-  LEFT JOIN stored_files AS f ON f.id = h.file;
+         h.block AS block, s.position AS position, s.text AS text
+  FROM split AS s
+  JOIN stored_headlines AS h ON h.id = s.id
+  LEFT JOIN stored_files AS f ON f.id = h.file
+  WHERE s.position > 0;
 CREATE VIEW requests AS
   SELECT q.series AS series, q.request AS request, s.kind AS kind, q.blocks AS blocks,
          q.records AS records, q.headline AS headline, f.path AS file, q.line AS line
