@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
-#include <set>
+#include <iterator>
 #include <string_view>
 
 #include "base/ExitStatus.h"
@@ -19,16 +19,21 @@ namespace {
 constexpr int kExitNoRows = 1;
 
 // PRAGMAs that only read, with or without an argument.
-const std::set<std::string, std::less<>> kReadingPragmas = {
+constexpr std::string_view kReadingPragmas[] = {
     "collation_list",  "compile_options", "database_list", "data_version", "foreign_key_list",
     "freelist_count",  "function_list",   "index_info",    "index_list",   "index_xinfo",
     "integrity_check", "module_list",     "page_count",    "pragma_list",  "quick_check",
     "table_info",      "table_list",      "table_xinfo",
 };
 // PRAGMAs that read without an argument and set a value with one.
-const std::set<std::string, std::less<>> kSettingPragmas = {
+constexpr std::string_view kSettingPragmas[] = {
     "application_id", "cache_size", "encoding", "page_size", "schema_version", "user_version",
 };
+
+template <std::size_t N>
+bool listed(const std::string_view (&names)[N], const char* name) {
+    return std::find(std::begin(names), std::end(names), std::string_view(name)) != std::end(names);
+}
 
 const char* actionName(int action) {
     switch (action) {
@@ -121,8 +126,8 @@ class ReadOnlyGuard {
             case SQLITE_FUNCTION:
                 return second == nullptr || std::strcmp(second, "load_extension") != 0;
             case SQLITE_PRAGMA:
-                return first != nullptr && (kReadingPragmas.count(first) != 0 ||
-                                            (second == nullptr && kSettingPragmas.count(first)));
+                return first != nullptr && (listed(kReadingPragmas, first) ||
+                                            (second == nullptr && listed(kSettingPragmas, first)));
             case SQLITE_UPDATE:
                 // SQLite asks this of a table-valued PRAGMA function the first
                 // time one is named; a real update is no read-only statement.

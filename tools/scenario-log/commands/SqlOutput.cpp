@@ -188,6 +188,7 @@ class CsvOutput : public SqlOutput {
 
     void row(sqlite3_stmt* statement) override {
         std::vector<std::string> cells;
+        cells.reserve(static_cast<std::size_t>(sqlite3_column_count(statement)));
         for (int i = 0; i < sqlite3_column_count(statement); ++i) {
             cells.push_back(valueText(statement, i));
         }

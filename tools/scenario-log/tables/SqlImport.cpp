@@ -94,10 +94,12 @@ void SqlImport::importSeries(const LogSeries& series, std::int64_t id,
 }
 
 void SqlImport::deleteSeries(sqlite3* db, std::int64_t id) {
-    static constexpr const char* kDeletes[] = {
+    static constexpr const char* kDeleteRecords =
         "DELETE FROM stored_records WHERE id BETWEEN "
         "(SELECT first_record FROM stored_series WHERE id = ?1) "
-        "AND (SELECT last_record FROM stored_series WHERE id = ?1)",
+        "AND (SELECT last_record FROM stored_series WHERE id = ?1)";
+    static constexpr const char* kDeletes[] = {
+        kDeleteRecords,
         "DELETE FROM stored_headlines WHERE series = ?1",
         "DELETE FROM stored_requests WHERE series = ?1",
         "DELETE FROM stored_problems WHERE series = ?1",
@@ -308,7 +310,8 @@ void SqlImport::flushRecords() {
     }
     if (mPendingCount == 0) return;
     mLastRecord = sqlite3_last_insert_rowid(mDb);
-    if (mFirstRecord == 0) mFirstRecord = mLastRecord - static_cast<std::int64_t>(mPendingCount) + 1;
+    if (mFirstRecord == 0)
+        mFirstRecord = mLastRecord - static_cast<std::int64_t>(mPendingCount) + 1;
     mPendingCount = 0;
 }
 
