@@ -209,6 +209,7 @@ void importAll(sqlite3* db, const QueryInputs& inputs, ImportProgress* progress)
     if (progress != nullptr) progress->start(inputs.files(all), inputs.bytes(all));
     for (std::size_t position : all) importSeries(import, inputs, position);
     createSqlIndexes(db);
+    analyzeSqlTables(db);
     storeInfo(db, "complete", "1");
     execSql(db, "COMMIT");
     if (progress != nullptr) progress->finish();
@@ -228,6 +229,7 @@ void importUpdate(sqlite3* db, const QueryInputs& inputs, const UpdatePlan& plan
         importSeries(import, inputs, position);
     }
     storeInfo(db, "generation", std::to_string(next));
+    analyzeSqlTables(db);
     execSql(db, "COMMIT");
     // Deleted rows leave free pages; a cache stays within the size of its logs.
     const auto freePages = queryInt(db, "PRAGMA freelist_count");

@@ -100,6 +100,10 @@ void createSqlIndexes(sqlite3* db) {
     execSql(db, "CREATE INDEX IF NOT EXISTS stored_records_by_request ON stored_records(request)");
 }
 
+void analyzeSqlTables(sqlite3* db) {
+    execSql(db, "ANALYZE");
+}
+
 const std::vector<SqlTableDoc>& sqlSchemaDocs() {
     static const std::vector<SqlTableDoc> docs = {
         {"records",

@@ -21,6 +21,9 @@ constexpr int kSqlSchemaVersion = 1;
 // after a bulk import (cheaper than keeping it while inserting).
 void createSqlSchema(sqlite3* db);
 void createSqlIndexes(sqlite3* db);
+// Gives SQLite's planner the sizes of the tables and indexes (a self-join of
+// records by request then looks up one record key, not every record).
+void analyzeSqlTables(sqlite3* db);
 
 struct SqlColumnDoc {
     const char* name;
