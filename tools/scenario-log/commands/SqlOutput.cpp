@@ -27,6 +27,9 @@ std::string numberText(sqlite3_stmt* statement, int column) {
         const double value = sqlite3_column_double(statement, column);
         if (!std::isfinite(value)) return std::isnan(value) ? "NaN" : value > 0 ? "Inf" : "-Inf";
         end = std::to_chars(digits, digits + sizeof digits, value);
+        // A real number keeps a mark of being one, as SQLite prints it: 6.0, not 6.
+        const std::string_view text(digits, static_cast<std::size_t>(end.ptr - digits));
+        if (text.find_first_of(".e") == std::string_view::npos) return std::string(text) + ".0";
     }
     return std::string(digits, end.ptr);
 }
