@@ -292,9 +292,10 @@ TEST(SqlOutput, AlignedColumnsCsvAndJsonAndNoRows) {
               "      6  3A      2000\n");
     EXPECT_EQ(sql("SELECT 'a,\"b\"' AS t, NULL AS n, 2.5 AS x, x'00ff' AS b", in).out,
               "t,n,x,b\r\n\"a,\"\"b\"\"\",,2.5,x'00ff'\r\n");
-    EXPECT_EQ(
-        sql("SELECT 'q\"\x01' AS t, NULL AS n, 2.5 AS x, 7 AS i", in, "", SqlFormat::kJson).out,
-        "{\"t\":\"q\\\"\\u0001\",\"n\":null,\"x\":2.5,\"i\":7}\n");
+    EXPECT_EQ(sql("SELECT 'q\"\x01' AS t, NULL AS n, 2.5 AS x, 7 AS i, 6.0 AS r", in, "",
+                  SqlFormat::kJson)
+                  .out,
+              "{\"t\":\"q\\\"\\u0001\",\"n\":null,\"x\":2.5,\"i\":7,\"r\":6.0}\n");
     for (const SqlFormat format : {SqlFormat::kColumns, SqlFormat::kJson}) {
         const ReaderRun none = sql("SELECT * FROM records WHERE request = 99", in, "", format);
         EXPECT_EQ(none.code, 1);
