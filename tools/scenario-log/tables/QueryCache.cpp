@@ -8,9 +8,9 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <cstring>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <system_error>
 #include <vector>
@@ -229,7 +229,11 @@ SqliteDb QueryCache::open(const QueryInputs& inputs, ImportProgress* progress) {
     SqliteDb db;
     if (inspect(path, inputs, &db).upToDate()) return db;
     std::error_code error;
-    fs::create_directories(mFolder, error);
+    // The caches hold the logs' texts: their own folder is for its owner only.
+    fs::create_directories(fs::path(mFolder).parent_path(), error);
+    if (!error && ::mkdir(mFolder.c_str(), 0700) != 0 && errno != EEXIST) {
+        error = std::error_code(errno, std::generic_category());
+    }
     if (error) throw CacheUnavailable("cannot make " + mFolder + ": " + error.message());
     const CacheLock lock(path + kLockSuffix);
     // Another reader may have brought it up to date while this one waited.
