@@ -112,8 +112,7 @@ std::optional<std::uint64_t> hashFile(int fd, std::uint64_t length) {
 
 // The size of the database in a sealed cache file: all but its trailer,
 // whose hash matches every byte before it; nullopt when it does not.
-std::optional<std::uint64_t> sealedSize(const std::string& path) {
-    const FileHandle file(path, O_RDONLY);
+std::optional<std::uint64_t> sealedSize(const FileHandle& file) {
     struct stat status {};
     if (file.fd() < 0 || ::fstat(file.fd(), &status) != 0 ||
         status.st_size < static_cast<off_t>(kCacheTrailerBytes)) {
@@ -133,13 +132,14 @@ std::optional<std::uint64_t> sealedSize(const std::string& path) {
     return size;
 }
 
-// Every byte is as it was sealed, and the database's pages fill the rest of
-// the file exactly: a truncated or overwritten cache fails one of them.
-bool intact(sqlite3* db, const std::string& path) {
-    const auto size = sealedSize(path);
-    const auto pageSize = queryInt(db, "PRAGMA page_size");
-    const auto pages = queryInt(db, "PRAGMA page_count");
-    return size && pageSize && pages && static_cast<std::uint64_t>(*pageSize * *pages) == *size;
+// `path` names the file open as `file`. Caches are replaced by renaming new
+// files over them, never by renaming one back, and an open file keeps its
+// inode: so the path named that file all the while since it was opened.
+bool stillNames(const FileHandle& file, const std::string& path) {
+    struct stat opened {};
+    struct stat named {};
+    return ::fstat(file.fd(), &opened) == 0 && ::stat(path.c_str(), &named) == 0 &&
+           opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
 }
 
 SqliteDb openReadOnly(const std::string& path) {
@@ -148,15 +148,24 @@ SqliteDb openReadOnly(const std::string& path) {
     return db;
 }
 
-// What the cache at `path` needs; a rebuild when it is missing or broken.
+// What the cache at `path` needs; a rebuild when it is missing or broken:
+// when a byte differs from what was sealed, or the database's pages do not
+// fill the rest of the file exactly (truncated, overwritten). The bytes are
+// checked in the file that SQLite then reads: the one still at `path`.
 UpdatePlan inspect(const std::string& path, const QueryInputs& inputs, SqliteDb* keep = nullptr) {
     UpdatePlan rebuild;
     rebuild.rebuild = true;
-    std::error_code error;
-    if (!fs::is_regular_file(path, error)) return rebuild;
+    const FileHandle file(path, O_RDONLY);
+    const auto size = sealedSize(file);
+    if (!size) return rebuild;
     try {
         SqliteDb db = openReadOnly(path);
-        if (!intact(db.get(), path)) return rebuild;
+        const auto pageSize = queryInt(db.get(), "PRAGMA page_size");
+        const auto pages = queryInt(db.get(), "PRAGMA page_count");
+        if (!stillNames(file, path) || !pageSize || !pages ||
+            static_cast<std::uint64_t>(*pageSize * *pages) != *size) {
+            return rebuild;
+        }
         UpdatePlan plan = planUpdate(db.get(), inputs);
         if (keep != nullptr && plan.upToDate()) *keep = std::move(db);
         return plan;
