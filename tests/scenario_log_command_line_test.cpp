@@ -59,7 +59,8 @@ std::size_t lineCount(const std::string& text) {
 TEST(ScenarioLogCommandLine, EachCommandHasItsOwnHelp) {
     const ReaderRun overview = runReader({"--help"});
     EXPECT_EQ(overview.code, kExitMatch);
-    for (const char* command : {"summary", "show", "grep", "diff", "changes", "report"}) {
+    for (const char* command :
+         {"summary", "show", "grep", "diff", "changes", "report", "sql", "schema"}) {
         EXPECT_THAT(overview.out, HasSubstr("\n  " + std::string(command) + " ")) << command;
     }
     EXPECT_THAT(overview.out, HasSubstr("Exit status, alike for every command"));
@@ -80,7 +81,7 @@ TEST(ScenarioLogCommandLine, UsageErrorsAreOneLineNamingWhatIsAtFault) {
     TempDir dir;
     writeRequests(dir);
     const std::vector<std::pair<std::string, std::string>> cases = {
-        {"", "missing command (summary, show, grep, diff, changes or report)"},
+        {"", "missing command (summary, show, grep, diff, changes, report, sql or schema)"},
         {"list IN", "unknown command 'list'"},
         {"grep --colour IN", "unknown option --colour; see scenario-log grep --help"},
         {"summary --module 3A", "unknown option --module"},
@@ -98,6 +99,8 @@ TEST(ScenarioLogCommandLine, UsageErrorsAreOneLineNamingWhatIsAtFault) {
         {"report IN", "missing --output"},
         {"diff IN:3", "diff needs two requests"},
         {"diff --req 3 --req 4 --req 5 IN", "--req is given 3 times; diff takes it twice"},
+        {"sql --csv --json SELECT IN", "--csv excludes --json"},
+        {"sql --from 9 --to 3 SELECT IN", "--from 9 is after --to 3"},
     };
     for (const auto& [usage, message] : cases) {
         const ReaderRun result = runReader(words(usage, dir.path()));

@@ -15,6 +15,8 @@ int runScenarioLog(const std::vector<std::string>& args, std::ostream& out, std:
     commandLine.add(makeDiffCommand());
     commandLine.add(makeChangesCommand());
     commandLine.add(makeReportCommand());
+    commandLine.add(makeSqlCommand());
+    commandLine.add(makeSchemaCommand());
     return commandLine.run(args, Console{out, err, terminal});
 }
 

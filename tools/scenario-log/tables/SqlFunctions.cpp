@@ -1,0 +1,168 @@
+#include "tables/SqlFunctions.h"
+
+#include <re2/re2.h>
+
+#include <charconv>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "base/TextScan.h"
+
+namespace scenariolog {
+namespace {
+
+bool isWordByte(char c) {
+    return isDigit(c) || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
+}
+
+bool isSeparator(char c) {
+    return c == ' ' || c == '\t' || c == ':' || c == '=';
+}
+
+// "-12", "12", "11.5" at the start of `text`.
+std::optional<SqlNumber> readNumber(std::string_view text) {
+    std::size_t end = text.empty() || text[0] != '-' ? 0 : 1;
+    const std::size_t digitsStart = end;
+    while (end < text.size() && isDigit(text[end])) ++end;
+    if (end == digitsStart) return std::nullopt;
+    const bool decimal = end + 1 < text.size() && text[end] == '.' && isDigit(text[end + 1]);
+    if (!decimal) {
+        std::int64_t value = 0;
+        const auto parsed = std::from_chars(text.data(), text.data() + end, value);
+        if (parsed.ec == std::errc()) return value;
+    } else {
+        for (++end; end < text.size() && isDigit(text[end]);) ++end;
+    }
+    double value = 0;
+    const auto parsed = std::from_chars(text.data(), text.data() + end, value);
+    if (parsed.ec != std::errc()) return std::nullopt;
+    return value;
+}
+
+std::optional<SqlNumber> numberAt(std::string_view text, std::size_t pos, std::string_view word) {
+    if (pos > 0 && isWordByte(text[pos - 1]) && isWordByte(word.front())) return std::nullopt;
+    std::size_t after = pos + word.size();
+    if (after < text.size() && isWordByte(text[after]) && isWordByte(word.back())) {
+        return std::nullopt;
+    }
+    while (after < text.size() && isSeparator(text[after])) ++after;
+    return readNumber(text.substr(after));
+}
+
+std::string_view valueText(sqlite3_value* value) {
+    const auto* text = sqlite3_value_text(value);
+    const int size = sqlite3_value_bytes(value);
+    return text == nullptr ? std::string_view()
+                           : std::string_view(reinterpret_cast<const char*>(text),
+                                              static_cast<std::size_t>(size));
+}
+
+void resultNumber(sqlite3_context* context, const std::optional<SqlNumber>& number) {
+    if (!number) {
+        sqlite3_result_null(context);
+    } else if (const auto* integer = std::get_if<std::int64_t>(&*number)) {
+        sqlite3_result_int64(context, *integer);
+    } else {
+        sqlite3_result_double(context, std::get<double>(*number));
+    }
+}
+
+void num(sqlite3_context* context, int /*argc*/, sqlite3_value** argv) {
+    if (sqlite3_value_type(argv[0]) == SQLITE_NULL || sqlite3_value_type(argv[1]) == SQLITE_NULL) {
+        sqlite3_result_null(context);
+        return;
+    }
+    resultNumber(context, numberAfterWord(valueText(argv[0]), valueText(argv[1])));
+}
+
+void deletePattern(void* pattern) {
+    delete static_cast<RE2*>(pattern);
+}
+
+// The compiled pattern of argument `index`, kept by SQLite for the rows of
+// a statement while the argument stays the same; null after an error result.
+const RE2* patternOf(sqlite3_context* context, sqlite3_value** argv, int index, const char* name) {
+    if (auto* kept = static_cast<const RE2*>(sqlite3_get_auxdata(context, index))) return kept;
+    const std::string_view text = valueText(argv[index]);
+    RE2::Options options;
+    options.set_log_errors(false);
+    auto pattern = std::make_unique<RE2>(re2::StringPiece(text.data(), text.size()), options);
+    if (!pattern->ok()) {
+        const std::string message =
+            std::string(name) + ": bad pattern '" + std::string(text) + "': " + pattern->error();
+        sqlite3_result_error(context, message.c_str(), -1);
+        return nullptr;
+    }
+    RE2* raw = pattern.release();
+    sqlite3_set_auxdata(context, index, raw, deletePattern);
+    // SQLite may have deleted it at once (when it cannot keep it): look again.
+    if (auto* kept = static_cast<const RE2*>(sqlite3_get_auxdata(context, index))) return kept;
+    sqlite3_result_error(context, "regexp: out of memory", -1);
+    return nullptr;
+}
+
+re2::StringPiece piece(std::string_view text) {
+    return re2::StringPiece(text.data(), text.size());
+}
+
+void regexp(sqlite3_context* context, int /*argc*/, sqlite3_value** argv) {
+    if (sqlite3_value_type(argv[0]) == SQLITE_NULL || sqlite3_value_type(argv[1]) == SQLITE_NULL) {
+        sqlite3_result_null(context);
+        return;
+    }
+    const RE2* pattern = patternOf(context, argv, 0, "regexp");
+    if (pattern == nullptr) return;
+    sqlite3_result_int(context, RE2::PartialMatch(piece(valueText(argv[1])), *pattern) ? 1 : 0);
+}
+
+void regexpCapture(sqlite3_context* context, int argc, sqlite3_value** argv) {
+    if (sqlite3_value_type(argv[0]) == SQLITE_NULL || sqlite3_value_type(argv[1]) == SQLITE_NULL) {
+        sqlite3_result_null(context);
+        return;
+    }
+    const RE2* pattern = patternOf(context, argv, 1, "regexp_capture");
+    if (pattern == nullptr) return;
+    const sqlite3_int64 group = argc > 2 ? sqlite3_value_int64(argv[2]) : 1;
+    if (group < 0 || group > pattern->NumberOfCapturingGroups()) {
+        const std::string message = "regexp_capture: pattern '" + pattern->pattern() + "' has " +
+                                    std::to_string(pattern->NumberOfCapturingGroups()) +
+                                    " groups, no group " + std::to_string(group);
+        sqlite3_result_error(context, message.c_str(), -1);
+        return;
+    }
+    const std::string_view text = valueText(argv[0]);
+    std::vector<re2::StringPiece> groups(static_cast<std::size_t>(group) + 1);
+    const bool matched = pattern->Match(piece(text), 0, text.size(), RE2::UNANCHORED, groups.data(),
+                                        static_cast<int>(groups.size()));
+    const re2::StringPiece& found = groups.back();
+    if (!matched || found.data() == nullptr) {
+        sqlite3_result_null(context);
+        return;
+    }
+    sqlite3_result_text64(context, found.data(), found.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
+}
+
+}  // namespace
+
+std::optional<SqlNumber> numberAfterWord(std::string_view text, std::string_view word) {
+    if (word.empty()) return std::nullopt;
+    for (std::size_t pos = text.find(word); pos != std::string_view::npos;
+         pos = text.find(word, pos + 1)) {
+        if (auto number = numberAt(text, pos, word)) return number;
+    }
+    return std::nullopt;
+}
+
+void registerSqlFunctions(sqlite3* db) {
+    constexpr int kFlags = SQLITE_UTF8 | SQLITE_DETERMINISTIC | SQLITE_INNOCUOUS;
+    (void)sqlite3_create_function_v2(db, "num", 2, kFlags, nullptr, num, nullptr, nullptr, nullptr);
+    (void)sqlite3_create_function_v2(db, "regexp", 2, kFlags, nullptr, regexp, nullptr, nullptr,
+                                     nullptr);
+    for (int argc : {2, 3}) {
+        (void)sqlite3_create_function_v2(db, "regexp_capture", argc, kFlags, nullptr, regexpCapture,
+                                         nullptr, nullptr, nullptr);
+    }
+}
+
+}  // namespace scenariolog

@@ -1,0 +1,215 @@
+#include "tables/SqlSchema.h"
+
+#include <string>
+
+#include "base/Sqlite.h"
+
+namespace scenariolog {
+namespace {
+
+// Storage. Every series' records are inserted in one run, so that they hold
+// one range of ids (first_record to last_record), which an update of the
+// cache deletes at once.
+constexpr const char* kStorage = R"(
+CREATE TABLE cache_info(name TEXT PRIMARY KEY, value) WITHOUT ROWID;
+CREATE TABLE stored_series(
+  id INTEGER PRIMARY KEY, name TEXT NOT NULL, kind TEXT NOT NULL, prefix TEXT NOT NULL,
+  time_stamp TEXT NOT NULL, unique_key INTEGER, request INTEGER, tag INTEGER,
+  prefix_cut INTEGER NOT NULL, files INTEGER, blocks INTEGER, records INTEGER,
+  unknown_request_records INTEGER, problems INTEGER, first_record INTEGER, last_record INTEGER,
+  generation INTEGER NOT NULL);
+CREATE TABLE stored_files(
+  id INTEGER PRIMARY KEY, series INTEGER NOT NULL, path TEXT NOT NULL,
+  file_index INTEGER NOT NULL, size INTEGER, continued INTEGER, device INTEGER, inode INTEGER,
+  mtime_ns INTEGER, head_hash INTEGER, tail_hash INTEGER);
+CREATE TABLE stored_keys(
+  id INTEGER PRIMARY KEY, module TEXT NOT NULL, record_kind TEXT NOT NULL, decision TEXT,
+  stage TEXT, result TEXT);
+CREATE TABLE stored_records(
+  id INTEGER PRIMARY KEY, series INTEGER, file INTEGER, line INTEGER, request INTEGER,
+  block INTEGER, key INTEGER, sensor INTEGER, frame INTEGER, magic INTEGER, text TEXT);
+CREATE TABLE stored_headlines(
+  id INTEGER PRIMARY KEY, series INTEGER, file INTEGER, line INTEGER, request INTEGER,
+  block INTEGER, unique_key INTEGER, ndd TEXT, snippets TEXT);
+CREATE TABLE stored_requests(
+  series INTEGER, request INTEGER, blocks INTEGER, records INTEGER, headline TEXT,
+  file INTEGER, line INTEGER, PRIMARY KEY(series, request)) WITHOUT ROWID;
+CREATE TABLE stored_problems(
+  id INTEGER PRIMARY KEY, series INTEGER, path TEXT NOT NULL, line INTEGER, reason TEXT NOT NULL);
+)";
+
+// The documented schema. The joins are LEFT JOINs on primary keys, so that
+// SQLite leaves out the join of a table none of whose columns a query uses.
+constexpr const char* kViews = R"(
+CREATE VIEW schema_version AS
+  SELECT CAST(value AS INTEGER) AS version FROM cache_info WHERE name = 'schema_version';
+CREATE VIEW series AS
+  SELECT id AS series, name, kind, prefix, time_stamp, unique_key, request, tag, prefix_cut,
+         files, blocks, records, unknown_request_records, problems
+  FROM stored_series;
+CREATE VIEW files AS
+  SELECT series, path, file_index, size, continued FROM stored_files;
+CREATE VIEW records AS
+  SELECT r.series AS series, f.path AS file, r.line AS line, r.request AS request,
+         s.kind AS kind, s.unique_key AS unique_key, s.tag AS tag, r.block AS block,
+         r.sensor AS sensor, r.frame AS frame, r.magic AS magic, k.module AS module,
+         k.record_kind AS record_kind, k.decision AS decision, k.stage AS stage,
+         k.result AS result, r.text AS text
+  FROM stored_records AS r
+  LEFT JOIN stored_files AS f ON f.id = r.file
+  LEFT JOIN stored_series AS s ON s.id = r.series
+  LEFT JOIN stored_keys AS k ON k.id = r.key;
+CREATE VIEW headlines AS
+  SELECT h.series AS series, f.path AS file, h.line AS line, h.request AS request,
+         h.block AS block, h.unique_key AS unique_key, h.ndd AS ndd, h.snippets AS snippets
+  FROM stored_headlines AS h LEFT JOIN stored_files AS f ON f.id = h.file;
+CREATE VIEW snippets AS
+  WITH RECURSIVE split(id, position, text, rest) AS (
+    SELECT id, 0, NULL, substr(snippets, 3) || ', ' FROM stored_headlines WHERE snippets <> ''
+    UNION ALL
+    SELECT id, position + 1, substr(rest, 1, instr(rest, ', ') - 1),
+           substr(rest, instr(rest, ', ') + 2)
+    FROM split WHERE rest <> '')
+  SELECT h.series AS series, f.path AS file, h.line AS line, h.request AS request,
+         h.block AS block, s.position AS position, s.text AS text
+  FROM split AS s
+  JOIN stored_headlines AS h ON h.id = s.id
+  LEFT JOIN stored_files AS f ON f.id = h.file
+  WHERE s.position > 0;
+CREATE VIEW requests AS
+  SELECT q.series AS series, q.request AS request, s.kind AS kind, q.blocks AS blocks,
+         q.records AS records, q.headline AS headline, f.path AS file, q.line AS line
+  FROM stored_requests AS q
+  LEFT JOIN stored_series AS s ON s.id = q.series
+  LEFT JOIN stored_files AS f ON f.id = q.file;
+CREATE VIEW problems AS
+  SELECT series, path AS file, line, reason FROM stored_problems;
+)";
+
+}  // namespace
+
+void createSqlSchema(sqlite3* db) {
+    execSql(db, kStorage);
+    execSql(db, kViews);
+    const std::string version = "INSERT INTO cache_info VALUES ('schema_version', " +
+                                std::to_string(kSqlSchemaVersion) + ")";
+    execSql(db, version.c_str());
+}
+
+void createSqlIndexes(sqlite3* db) {
+    // By request, then key: a join of two records of each request finds the
+    // other record's key in the index, without reading the request's rows.
+    execSql(db,
+            "CREATE INDEX IF NOT EXISTS stored_records_by_request "
+            "ON stored_records(request, key)");
+}
+
+void analyzeSqlTables(sqlite3* db) {
+    execSql(db, "ANALYZE");
+}
+
+const std::vector<SqlTableDoc>& sqlSchemaDocs() {
+    static const std::vector<SqlTableDoc> docs = {
+        {"records",
+         "one row per record line",
+         {
+             {"series", "number of the series (series.series)"},
+             {"file", "path of the file that holds the line"},
+             {"line", "line number in the file, 1 for the first"},
+             {"request", "request number; NULL when unknown (a preview block without [ReqNum])"},
+             {"kind", "kind of the series: preview, capture, or unknown when the name was cut"},
+             {"unique_key", "unique key of the series, from its file name"},
+             {"tag", "tag number of the series; NULL when the file name's cut lost it"},
+             {"block",
+              "the n-th handed-off block of the request in its series, from 1; NULL when the "
+              "block's headline is unknown"},
+             {"sensor", "[SensorId: N]; NULL when the line has none"},
+             {"frame", "[FrameNum: N]; NULL when the line has none"},
+             {"magic", "[MagicNum: N]; NULL when the line has none"},
+             {"module", "[ModuleName: NAME]"},
+             {"record_kind", "decision or execution"},
+             {"decision", "[Decision: NAME] of a decision record; NULL for execution records"},
+             {"stage", "the stage of an execution record ([Stage_MDP]); NULL for decisions"},
+             {"result", "[Result: NAME] of an execution record; NULL for decisions"},
+             {"text", "the record's text after the names and a space"},
+         }},
+        {"headlines",
+         "one row per headline line: the first line of each block",
+         {
+             {"series", "number of the series"},
+             {"file", "path of the file"},
+             {"line", "line number in the file"},
+             {"request", "request of the block; NULL when unknown"},
+             {"block", "the n-th block of the request in its series, from 1"},
+             {"unique_key", "unique key of the first [UKey: N][ReqNum: N] text; NULL when none"},
+             {"ndd", "the [UKey: N][ReqNum: N] texts as written, most recent first; '' if none"},
+             {"snippets", "the ', text' snippets as written; '' if none"},
+         }},
+        {"snippets",
+         "one row per ', text' snippet of a headline (split at each ', ')",
+         {
+             {"series", "number of the series"},
+             {"file", "path of the file"},
+             {"line", "line number of the headline"},
+             {"request", "request of the block; NULL when unknown"},
+             {"block", "the n-th block of the request in its series"},
+             {"position", "1 for the headline's first snippet"},
+             {"text", "the snippet without its ', '"},
+         }},
+        {"requests",
+         "one row per request and series",
+         {
+             {"series", "number of the series"},
+             {"request", "request number"},
+             {"kind", "kind of the series: preview, capture or unknown"},
+             {"blocks", "number of its blocks (headlines) in the series"},
+             {"records", "number of its records in the series"},
+             {"headline", "the snippets of its headlines without ', ', joined by ', '"},
+             {"file", "path of the file of its first line"},
+             {"line", "line number of its first line"},
+         }},
+        {"series",
+         "one row per series of files (same name prefix and time stamp)",
+         {
+             {"series", "number of the series, in the order the reader walks them"},
+             {"name", "prefix and time stamp, '<prefix>_<time stamp>'"},
+             {"kind", "preview, capture, or unknown when the name was cut"},
+             {"prefix", "the file name's prefix as written"},
+             {"time_stamp", "the file name's time stamp, YYYY_MMDD_HHMMSS"},
+             {"unique_key", "unique key from the file name"},
+             {"request", "request number from the file name"},
+             {"tag", "tag number from the file name; NULL when the cut lost it"},
+             {"prefix_cut", "1 when the writer cut the prefix at 29 characters"},
+             {"files", "number of its files"},
+             {"blocks", "number of its blocks"},
+             {"records", "number of its records"},
+             {"unknown_request_records", "its records whose request is unknown"},
+             {"problems", "number of problems found in its files"},
+         }},
+        {"files",
+         "one row per tuning log file read",
+         {
+             {"series", "number of its series"},
+             {"path", "path as given or found in a given folder"},
+             {"file_index", "index of the file in its series, 1 for the first"},
+             {"size", "size in bytes when it was read"},
+             {"continued", "1 when it starts with \"-- CONTINUED --\""},
+         }},
+        {"problems",
+         "what the reader could not read or understand, as summary lists it",
+         {
+             {"series", "number of the series; NULL for an input or a file outside any"},
+             {"file", "path of the file or input"},
+             {"line", "line number; NULL when the problem is the whole file"},
+             {"reason", "what is wrong"},
+         }},
+        {"schema_version",
+         "one row: the version of this schema",
+         {
+             {"version", "raised whenever a table or column changes its name or meaning"},
+         }},
+    };
+    return docs;
+}
+
+}  // namespace scenariolog
