@@ -32,8 +32,11 @@ struct SqlOptions {
 // when the logs had problems.
 int runSql(const SqlOptions& options, std::ostream& out, std::ostream& err, bool terminal);
 
-// Every table with each column and its meaning; with `json` one object per
-// column: {"table", "column", "meaning"}, and one per table with "meaning".
-int runSchema(bool json, std::ostream& out);
+enum class SchemaFormat { kText, kJson, kMarkdown };
+
+// Every table with each column, its type and its meaning; as JSON one object
+// per column: {"table", "column", "type", "meaning"}, and one per table with
+// "meaning"; as Markdown a table per table.
+int runSchema(SchemaFormat format, std::ostream& out);
 
 }  // namespace scenariolog
