@@ -149,9 +149,9 @@ SqliteDb importIntoMemory(const QueryInputs& inputs, ImportProgress* progress) {
     return db;
 }
 
-// The tables of the inputs: from the cache when it can be had, else from an
-// import into memory (saying why on `err`).
-SqliteDb openTables(const SqlOptions& options, const QueryInputs& inputs, std::ostream& err) {
+}  // namespace
+
+SqliteDb openSqlTables(const SqlOptions& options, const QueryInputs& inputs, std::ostream& err) {
     ImportProgressLine progress(err, options.progress);
     if (options.noCache) return importIntoMemory(inputs, &progress);
     const auto folder = options.cacheFolder.empty()
@@ -171,8 +171,6 @@ SqliteDb openTables(const SqlOptions& options, const QueryInputs& inputs, std::o
     }
 }
 
-// A problem with an input as named on the command line: the input cannot be
-// read, or holds no tuning log file.
 const CatalogProblem* inputProblem(const QueryInputs& inputs) {
     for (const CatalogProblem& problem : inputs.problems) {
         for (const std::string& input : inputs.inputs) {
@@ -181,6 +179,8 @@ const CatalogProblem* inputProblem(const QueryInputs& inputs) {
     }
     return nullptr;
 }
+
+namespace {
 
 void noteProblems(sqlite3* db, std::ostream& err) {
     const auto count = queryInt(db, "SELECT count(*) FROM stored_problems");
@@ -345,7 +345,7 @@ int runSql(const SqlOptions& options, std::ostream& out, std::ostream& err, bool
         return kExitTrouble;
     }
     try {
-        const SqliteDb db = openTables(options, inputs, err);
+        const SqliteDb db = openSqlTables(options, inputs, err);
         if (terminal) noteProblems(db.get(), err);
         return runStatement(db.get(), options, out, err);
     } catch (const SqliteError& failure) {

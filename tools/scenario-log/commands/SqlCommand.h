@@ -8,7 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "base/Sqlite.h"
 #include "commands/SqlOutput.h"
+#include "tables/SqlDatabase.h"
 
 namespace scenariolog {
 
@@ -31,6 +33,15 @@ struct SqlOptions {
 // `terminal`: `out` is a terminal, read by a person, who is told on `err`
 // when the logs had problems.
 int runSql(const SqlOptions& options, std::ostream& out, std::ostream& err, bool terminal);
+
+// The tables of `inputs`, from the query cache (in options.cacheFolder, else
+// defaultCacheFolder()) when it can be had, else imported into memory, as
+// also with options.noCache (saying why on `err`). Throws SqliteError.
+SqliteDb openSqlTables(const SqlOptions& options, const QueryInputs& inputs, std::ostream& err);
+
+// The problem of an input as named on the command line (it cannot be read, or
+// holds no tuning log file), or null: an input error, before any answer.
+const CatalogProblem* inputProblem(const QueryInputs& inputs);
 
 enum class SchemaFormat { kText, kJson, kMarkdown };
 
