@@ -1,6 +1,7 @@
 // scenario-log export: JSON Lines, CSV and SQLite files of hand-made logs,
 // with the documented columns and types, texts that are not UTF-8 carried
-// as documented, and the answer and the errors of bad inputs and outputs.
+// as documented, the answer and the errors of bad inputs and outputs, and
+// README's schema, which is `schema --markdown`.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
@@ -162,4 +163,14 @@ TEST(Export, NoRecordsIsStatusOneAndBadInputsOrOutputsAreOneLineErrors) {
     EXPECT_EQ(notARun.err,
               "scenario-log: " + out.path() + ": no tuning log files in this folder\n");
     EXPECT_FALSE(std::filesystem::exists(out.file("y.sqlite")));
+}
+
+TEST(Export, ReadmeDocumentsTheSchemaAsSchemaMarkdownPrintsIt) {
+    const ReaderRun schema = runReader({"schema", "--markdown"});
+    ASSERT_EQ(schema.code, kExitMatch);
+    EXPECT_THAT(schema.out, HasSubstr("| unknown_request_records | INTEGER | its records whose"));
+    const std::string readme = readFile(std::string(SCENARIO_RECORDER_SOURCE_DIR) + "/README.md");
+    EXPECT_NE(readme.find(schema.out), std::string::npos)
+        << "README.md's schema differs from `scenario-log schema --markdown`:\n"
+        << schema.out;
 }
