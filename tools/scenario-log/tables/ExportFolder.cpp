@@ -158,7 +158,7 @@ class FolderExport : public ExportTarget {
                                .addRaw("inputs", "[" + inputs + "]")
                                .addRaw("formats", "[" + formats + "]")
                                .str();
-        text.pop_back();
+        text.pop_back();  // its closing brace: the tables follow, a line each
         text += ",\"tables\":[\n";
         const std::vector<const SqlTableDoc*> tables = exportedTables();
         for (std::size_t i = 0; i < tables.size(); ++i) {
