@@ -15,5 +15,6 @@ std::unique_ptr<Command> makeDiffCommand();
 std::unique_ptr<Command> makeChangesCommand();
 std::unique_ptr<Command> makeSqlCommand();
 std::unique_ptr<Command> makeSchemaCommand();
+std::unique_ptr<Command> makeExportCommand();
 
 }  // namespace scenariolog
