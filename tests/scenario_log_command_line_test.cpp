@@ -81,7 +81,9 @@ TEST(ScenarioLogCommandLine, UsageErrorsAreOneLineNamingWhatIsAtFault) {
     TempDir dir;
     writeRequests(dir);
     const std::vector<std::pair<std::string, std::string>> cases = {
-        {"", "missing command (summary, show, grep, diff, changes, report, sql or schema)"},
+        {"",
+         "missing command (summary, show, grep, diff, changes, compare, report, sql, schema or "
+         "export)"},
         {"list IN", "unknown command 'list'"},
         {"grep --colour IN", "unknown option --colour; see scenario-log grep --help"},
         {"summary --module 3A", "unknown option --module"},
@@ -101,6 +103,9 @@ TEST(ScenarioLogCommandLine, UsageErrorsAreOneLineNamingWhatIsAtFault) {
         {"diff --req 3 --req 4 --req 5 IN", "--req is given 3 times; diff takes it twice"},
         {"sql --csv --json SELECT IN", "--csv excludes --json"},
         {"sql --from 9 --to 3 SELECT IN", "--from 9 is after --to 3"},
+        {"export IN", "give --jsonl, --csv or --sqlite FILE"},
+        {"export --csv IN", "--jsonl and --csv need --out DIR"},
+        {"export --out x --sqlite x.sqlite IN", "--out DIR is for --jsonl or --csv"},
     };
     for (const auto& [usage, message] : cases) {
         const ReaderRun result = runReader(words(usage, dir.path()));

@@ -195,7 +195,8 @@ TEST(SqlTables, SchemaDocumentsEveryColumnOfEveryView) {
               "version\r\n" + std::to_string(kSqlSchemaVersion) + "\r\n");
     const ReaderRun schema = testsupport::runReader({"schema"});
     EXPECT_EQ(schema.code, kExitMatch);
-    EXPECT_THAT(schema.out, HasSubstr("\n  unknown_request_records its records whose request"));
+    EXPECT_THAT(schema.out,
+                HasSubstr("\n  unknown_request_records INTEGER  its records whose request"));
 }
 
 TEST(SqlFunctions, NumReadsTheNumberRightAfterAWholeWord) {

@@ -18,6 +18,7 @@ int runScenarioLog(const std::vector<std::string>& args, std::ostream& out, std:
     commandLine.add(makeReportCommand());
     commandLine.add(makeSqlCommand());
     commandLine.add(makeSchemaCommand());
+    commandLine.add(makeExportCommand());
     return commandLine.run(args, Console{out, err, terminal});
 }
 

@@ -2,35 +2,10 @@
 
 #include <cstdio>
 
+#include "base/Utf8.h"
+
 namespace scenariolog {
 namespace {
-
-// Length of the valid UTF-8 sequence at the start of `text`, 0 if none.
-std::size_t utf8SequenceLength(std::string_view text) {
-    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-    const unsigned char lead = byte(0);
-    std::size_t length = 0;
-    unsigned char secondMin = 0x80;
-    unsigned char secondMax = 0xBF;
-    if (lead >= 0xC2 && lead <= 0xDF) {
-        length = 2;
-    } else if (lead >= 0xE0 && lead <= 0xEF) {
-        length = 3;
-        if (lead == 0xE0) secondMin = 0xA0;  // no overlong forms
-        if (lead == 0xED) secondMax = 0x9F;  // no surrogates
-    } else if (lead >= 0xF0 && lead <= 0xF4) {
-        length = 4;
-        if (lead == 0xF0) secondMin = 0x90;
-        if (lead == 0xF4) secondMax = 0x8F;  // nothing above U+10FFFF
-    } else {
-        return 0;
-    }
-    if (text.size() < length || byte(1) < secondMin || byte(1) > secondMax) return 0;
-    for (std::size_t i = 2; i < length; ++i) {
-        if (byte(i) < 0x80 || byte(i) > 0xBF) return 0;
-    }
-    return length;
-}
 
 void appendEscaped(std::string& out, unsigned char c, bool invalidAsSurrogates) {
     switch (c) {
@@ -60,9 +35,8 @@ void appendEscaped(std::string& out, unsigned char c, bool invalidAsSurrogates) 
 
 }  // namespace
 
-std::string jsonString(std::string_view text, bool invalidAsSurrogates) {
-    std::string out = "\"";
-    out.reserve(text.size() + 2);
+void appendJsonString(std::string& out, std::string_view text, bool invalidAsSurrogates) {
+    out += '"';
     std::size_t i = 0;
     while (i < text.size()) {
         const auto c = static_cast<unsigned char>(text[i]);
@@ -81,6 +55,12 @@ std::string jsonString(std::string_view text, bool invalidAsSurrogates) {
         }
     }
     out += '"';
+}
+
+std::string jsonString(std::string_view text, bool invalidAsSurrogates) {
+    std::string out;
+    out.reserve(text.size() + 2);
+    appendJsonString(out, text, invalidAsSurrogates);
     return out;
 }
 

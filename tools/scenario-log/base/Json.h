@@ -15,6 +15,8 @@
 namespace scenariolog {
 
 std::string jsonString(std::string_view text, bool invalidAsSurrogates = false);
+// The same, appended to `out` (no string of its own: for writers of many rows).
+void appendJsonString(std::string& out, std::string_view text, bool invalidAsSurrogates = false);
 
 class JsonObject {
   public:

@@ -16,5 +16,6 @@ std::unique_ptr<Command> makeChangesCommand();
 std::unique_ptr<Command> makeCompareCommand();
 std::unique_ptr<Command> makeSqlCommand();
 std::unique_ptr<Command> makeSchemaCommand();
+std::unique_ptr<Command> makeExportCommand();
 
 }  // namespace scenariolog

@@ -149,9 +149,9 @@ SqliteDb importIntoMemory(const QueryInputs& inputs, ImportProgress* progress) {
     return db;
 }
 
-// The tables of the inputs: from the cache when it can be had, else from an
-// import into memory (saying why on `err`).
-SqliteDb openTables(const SqlOptions& options, const QueryInputs& inputs, std::ostream& err) {
+}  // namespace
+
+SqliteDb openSqlTables(const SqlOptions& options, const QueryInputs& inputs, std::ostream& err) {
     ImportProgressLine progress(err, options.progress);
     if (options.noCache) return importIntoMemory(inputs, &progress);
     const auto folder = options.cacheFolder.empty()
@@ -171,8 +171,6 @@ SqliteDb openTables(const SqlOptions& options, const QueryInputs& inputs, std::o
     }
 }
 
-// A problem with an input as named on the command line: the input cannot be
-// read, or holds no tuning log file.
 const CatalogProblem* inputProblem(const QueryInputs& inputs) {
     for (const CatalogProblem& problem : inputs.problems) {
         for (const std::string& input : inputs.inputs) {
@@ -181,6 +179,8 @@ const CatalogProblem* inputProblem(const QueryInputs& inputs) {
     }
     return nullptr;
 }
+
+namespace {
 
 void noteProblems(sqlite3* db, std::ostream& err) {
     const auto count = queryInt(db, "SELECT count(*) FROM stored_problems");
@@ -299,7 +299,7 @@ class SqlCommand : public Command {
 };
 
 constexpr CommandHelp kSchemaHelp{"schema", "the tables of sql, each column with its meaning",
-                                  "schema [--json]",
+                                  "schema [--json|--markdown]",
                                   R"(The schema is versioned: SELECT version FROM schema_version.
 
 Exit status: 0.
@@ -310,14 +310,22 @@ class SchemaCommand : public Command {
     const CommandHelp& help() const override { return kSchemaHelp; }
 
     void addOptions(CLI::App& app) override {
-        app.add_flag("--json", mJson,
-                     "one JSON object per line: the version, each table and each column");
+        CLI::Option* json = app.add_flag(
+            "--json", mJson, "one JSON object per line: the version, each table and each column");
+        app.add_flag("--markdown", mMarkdown, "a Markdown table per table, as README.md has them")
+            ->excludes(json);
     }
 
-    int run(const Console& console) override { return runSchema(mJson, console.out); }
+    int run(const Console& console) override {
+        const SchemaFormat format = mJson       ? SchemaFormat::kJson
+                                    : mMarkdown ? SchemaFormat::kMarkdown
+                                                : SchemaFormat::kText;
+        return runSchema(format, console.out);
+    }
 
   private:
     bool mJson = false;
+    bool mMarkdown = false;
 };
 
 }  // namespace
@@ -337,7 +345,7 @@ int runSql(const SqlOptions& options, std::ostream& out, std::ostream& err, bool
         return kExitTrouble;
     }
     try {
-        const SqliteDb db = openTables(options, inputs, err);
+        const SqliteDb db = openSqlTables(options, inputs, err);
         if (terminal) noteProblems(db.get(), err);
         return runStatement(db.get(), options, out, err);
     } catch (const SqliteError& failure) {
@@ -346,32 +354,80 @@ int runSql(const SqlOptions& options, std::ostream& out, std::ostream& err, bool
     }
 }
 
-int runSchema(bool json, std::ostream& out) {
-    if (json) {
-        out << JsonObject().add("schemaVersion", kSqlSchemaVersion).str() << "\n";
-    } else {
-        out << "The tables of `scenario-log sql`, schema version " << kSqlSchemaVersion << ":\n";
-    }
-    for (const SqlTableDoc& table : sqlSchemaDocs()) {
-        if (json) {
-            out << JsonObject().add("table", table.name).add("meaning", table.meaning).str()
-                << "\n";
-            for (const SqlColumnDoc& column : table.columns) {
-                out << JsonObject()
-                           .add("table", table.name)
-                           .add("column", column.name)
-                           .add("meaning", column.meaning)
-                           .str()
-                    << "\n";
-            }
-            continue;
+namespace {
+
+// A meaning as text of a Markdown table cell.
+std::string markdownCell(std::string_view text) {
+    std::string cell;
+    for (const char c : text) {
+        if (c == '|') {
+            cell += "\\|";
+        } else if (c == '<') {
+            cell += "&lt;";
+        } else if (c == '>') {
+            cell += "&gt;";
+        } else {
+            cell += c;
         }
+    }
+    return cell;
+}
+
+void printSchemaJson(std::ostream& out) {
+    out << JsonObject().add("schemaVersion", kSqlSchemaVersion).str() << "\n";
+    for (const SqlTableDoc& table : sqlSchemaDocs()) {
+        out << JsonObject().add("table", table.name).add("meaning", table.meaning).str() << "\n";
+        for (const SqlColumnDoc& column : table.columns) {
+            out << JsonObject()
+                       .add("table", table.name)
+                       .add("column", column.name)
+                       .add("type", sqlTypeName(column.type))
+                       .add("meaning", column.meaning)
+                       .str()
+                << "\n";
+        }
+    }
+}
+
+void printSchemaMarkdown(std::ostream& out) {
+    out << "Schema version " << kSqlSchemaVersion << ".\n";
+    for (const SqlTableDoc& table : sqlSchemaDocs()) {
+        out << "\n`" << table.name << "`: " << markdownCell(table.meaning) << "\n\n"
+            << "| column | type | meaning |\n|---|---|---|\n";
+        for (const SqlColumnDoc& column : table.columns) {
+            out << "| " << column.name << " | " << sqlTypeName(column.type) << " | "
+                << markdownCell(column.meaning) << " |\n";
+        }
+    }
+}
+
+void printSchemaText(std::ostream& out) {
+    out << "The tables of `scenario-log sql`, schema version " << kSqlSchemaVersion << ":\n";
+    for (const SqlTableDoc& table : sqlSchemaDocs()) {
         out << "\n" << table.name << ": " << table.meaning << "\n";
         for (const SqlColumnDoc& column : table.columns) {
             std::string name = column.name;
             name.resize(std::max<std::size_t>(name.size(), 24), ' ');
-            out << "  " << name << column.meaning << "\n";
+            std::string type = sqlTypeName(column.type);
+            type.resize(9, ' ');
+            out << "  " << name << type << column.meaning << "\n";
         }
+    }
+}
+
+}  // namespace
+
+int runSchema(SchemaFormat format, std::ostream& out) {
+    switch (format) {
+        case SchemaFormat::kJson:
+            printSchemaJson(out);
+            break;
+        case SchemaFormat::kMarkdown:
+            printSchemaMarkdown(out);
+            break;
+        case SchemaFormat::kText:
+            printSchemaText(out);
+            break;
     }
     return kExitMatch;
 }

@@ -8,7 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "base/Sqlite.h"
 #include "commands/SqlOutput.h"
+#include "tables/SqlDatabase.h"
 
 namespace scenariolog {
 
@@ -32,8 +34,20 @@ struct SqlOptions {
 // when the logs had problems.
 int runSql(const SqlOptions& options, std::ostream& out, std::ostream& err, bool terminal);
 
-// Every table with each column and its meaning; with `json` one object per
-// column: {"table", "column", "meaning"}, and one per table with "meaning".
-int runSchema(bool json, std::ostream& out);
+// The tables of `inputs`, from the query cache (in options.cacheFolder, else
+// defaultCacheFolder()) when it can be had, else imported into memory, as
+// also with options.noCache (saying why on `err`). Throws SqliteError.
+SqliteDb openSqlTables(const SqlOptions& options, const QueryInputs& inputs, std::ostream& err);
+
+// The problem of an input as named on the command line (it cannot be read, or
+// holds no tuning log file), or null: an input error, before any answer.
+const CatalogProblem* inputProblem(const QueryInputs& inputs);
+
+enum class SchemaFormat { kText, kJson, kMarkdown };
+
+// Every table with each column, its type and its meaning; as JSON one object
+// per column: {"table", "column", "type", "meaning"}, and one per table with
+// "meaning"; as Markdown a table per table.
+int runSchema(SchemaFormat format, std::ostream& out);
 
 }  // namespace scenariolog

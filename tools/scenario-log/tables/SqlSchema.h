@@ -25,8 +25,16 @@ void createSqlIndexes(sqlite3* db);
 // records by request then looks up one record key, not every record).
 void analyzeSqlTables(sqlite3* db);
 
+// The type of a column's values; NULL aside, every value of the column is
+// of it. Exports write them as such (JSON numbers or strings).
+enum class SqlType { kInteger, kText };
+
+// "INTEGER" or "TEXT".
+const char* sqlTypeName(SqlType type);
+
 struct SqlColumnDoc {
     const char* name;
+    SqlType type;
     const char* meaning;
 };
 
