@@ -4,7 +4,7 @@
 # with the preset's compiler and the flags and C++ standard that Android.bp
 # names, and exports the same symbols as this build's library. Only in a
 # native build without sanitizers, whose library is the one compared.
-if(NOT SCENARIO_RECORDER_SANITIZE AND NOT CMAKE_CROSSCOMPILING AND NOT CMAKE_CROSSCOMPILING_EMULATOR)
+if(NOT SCENARIO_RECORDER_SANITIZE AND NOT CMAKE_CROSSCOMPILING)
   add_test(NAME android_bp_host_build
     COMMAND ${CMAKE_COMMAND}
       -DSOURCE_DIR=${PROJECT_SOURCE_DIR}

@@ -9,27 +9,13 @@
 #include <vector>
 
 #include "base/ByteHash.h"
+#include "base/FileHandle.h"
 #include "reading/LogParser.h"
 
 namespace scenariolog {
 namespace {
 
 constexpr std::uint64_t kSeed = 0xF11EFAC7;
-
-class FileHandle {
-  public:
-    explicit FileHandle(const std::string& path)
-        : mFd(::open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
-    ~FileHandle() {
-        if (mFd >= 0) (void)::close(mFd);
-    }
-    FileHandle(const FileHandle&) = delete;
-    FileHandle& operator=(const FileHandle&) = delete;
-    int fd() const { return mFd; }
-
-  private:
-    int mFd;
-};
 
 // The hash of `length` bytes at `offset`; false when they cannot all be read.
 bool hashRange(int fd, std::int64_t offset, std::int64_t length, std::int64_t& hash,

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "base/ByteHash.h"
+#include "base/FileHandle.h"
 
 namespace scenariolog {
 namespace {
@@ -80,20 +81,6 @@ std::string immutableUri(const std::string& path) {
     }
     return uri + "?immutable=1";
 }
-
-class FileHandle {
-  public:
-    FileHandle(const std::string& path, int flags) : mFd(::open(path.c_str(), flags | O_CLOEXEC)) {}
-    ~FileHandle() {
-        if (mFd >= 0) (void)::close(mFd);
-    }
-    FileHandle(const FileHandle&) = delete;
-    FileHandle& operator=(const FileHandle&) = delete;
-    int fd() const { return mFd; }
-
-  private:
-    int mFd;
-};
 
 // The hash of the first `length` bytes of the file, a megabyte at a time.
 std::optional<std::uint64_t> hashFile(int fd, std::uint64_t length) {
