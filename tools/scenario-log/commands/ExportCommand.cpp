@@ -69,6 +69,7 @@ class ExportCommand : public Command {
             if (!mFolder.empty()) targets.push_back(makeFolderExport(mFolder, mJsonLines, mCsv));
             if (!mSqliteFile.empty()) targets.push_back(makeSqliteExport(mSqliteFile));
             std::vector<ExportTarget*> into;
+            into.reserve(targets.size());
             for (const auto& target : targets) into.push_back(target.get());
             const SqliteDb db = openSqlTables(mOptions, inputs, console.err);
             const ExportSummary summary = exportTables(db.get(), mOptions.inputs, into);

@@ -116,6 +116,50 @@ void regexp(sqlite3_context* context, int /*argc*/, sqlite3_value** argv) {
     sqlite3_result_int(context, RE2::PartialMatch(piece(valueText(argv[1])), *pattern) ? 1 : 0);
 }
 
+// The last capture asked of a connection. SQLite evaluates an expression
+// once for each aggregate that uses it, one after the other on the same row
+// (min(x), max(x), avg(x) of x = regexp_capture(text, ...)): the next call
+// with the same pattern, group and text is answered from here. The strings
+// keep their capacity, so that a call allocates nothing once they have
+// grown. Owned by the connection (its function's user data); a connection
+// runs on one thread at a time, so no lock.
+struct LastCapture {
+    bool valid = false;
+    std::string pattern;
+    sqlite3_int64 group = 0;
+    std::string text;
+    bool found = false;
+    std::string capture;
+
+    bool answers(const RE2& re, sqlite3_int64 wanted, std::string_view in) const {
+        return valid && group == wanted && text == in && pattern == re.pattern();
+    }
+};
+
+void deleteLastCapture(void* last) {
+    delete static_cast<LastCapture*>(last);
+}
+
+// Matches `pattern` in `text` into `last`, for `group`.
+void capture(const RE2& pattern, std::string_view text, int group, LastCapture& last) {
+    constexpr int kOnStack = 10;
+    re2::StringPiece onStack[kOnStack];
+    std::vector<re2::StringPiece> onHeap;
+    re2::StringPiece* groups = onStack;
+    if (group >= kOnStack) {
+        onHeap.resize(static_cast<std::size_t>(group) + 1);
+        groups = onHeap.data();
+    }
+    const bool matched =
+        pattern.Match(piece(text), 0, text.size(), RE2::UNANCHORED, groups, group + 1);
+    last.found = matched && groups[group].data() != nullptr;
+    if (last.found) last.capture.assign(groups[group].data(), groups[group].size());
+    last.pattern = pattern.pattern();
+    last.group = group;
+    last.text.assign(text);
+    last.valid = true;
+}
+
 void regexpCapture(sqlite3_context* context, int argc, sqlite3_value** argv) {
     if (sqlite3_value_type(argv[0]) == SQLITE_NULL || sqlite3_value_type(argv[1]) == SQLITE_NULL) {
         sqlite3_result_null(context);
@@ -132,15 +176,17 @@ void regexpCapture(sqlite3_context* context, int argc, sqlite3_value** argv) {
         return;
     }
     const std::string_view text = valueText(argv[0]);
-    std::vector<re2::StringPiece> groups(static_cast<std::size_t>(group) + 1);
-    const bool matched = pattern->Match(piece(text), 0, text.size(), RE2::UNANCHORED, groups.data(),
-                                        static_cast<int>(groups.size()));
-    const re2::StringPiece& found = groups.back();
-    if (!matched || found.data() == nullptr) {
+    auto& last = *static_cast<LastCapture*>(sqlite3_user_data(context));
+    if (!last.answers(*pattern, group, text)) {
+        last.valid = false;
+        capture(*pattern, text, static_cast<int>(group), last);
+    }
+    if (!last.found) {
         sqlite3_result_null(context);
         return;
     }
-    sqlite3_result_text64(context, found.data(), found.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
+    sqlite3_result_text64(context, last.capture.data(), last.capture.size(), SQLITE_TRANSIENT,
+                          SQLITE_UTF8);
 }
 
 }  // namespace
@@ -160,8 +206,10 @@ void registerSqlFunctions(sqlite3* db) {
     (void)sqlite3_create_function_v2(db, "regexp", 2, kFlags, nullptr, regexp, nullptr, nullptr,
                                      nullptr);
     for (int argc : {2, 3}) {
-        (void)sqlite3_create_function_v2(db, "regexp_capture", argc, kFlags, nullptr, regexpCapture,
-                                         nullptr, nullptr, nullptr);
+        // Each registration owns a memory of its own: SQLite deletes it with
+        // the function (when the connection closes).
+        (void)sqlite3_create_function_v2(db, "regexp_capture", argc, kFlags, new LastCapture,
+                                         regexpCapture, nullptr, nullptr, deleteLastCapture);
     }
 }
 

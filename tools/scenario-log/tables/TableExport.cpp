@@ -38,6 +38,7 @@ ExportSummary exportTables(sqlite3* tables, const std::vector<std::string>& inpu
     summary.inputs = inputs;
     for (const SqlTableDoc* table : exportedTables()) {
         std::vector<std::unique_ptr<TableSink>> sinks;
+        sinks.reserve(targets.size());
         for (ExportTarget* target : targets) sinks.push_back(target->openTable(*table));
         const SqliteStatement select = prepareSql(tables, selectOf(*table));
         TableRows counted{table->name, 0};
