@@ -81,7 +81,9 @@ TEST(ScenarioLogCommandLine, UsageErrorsAreOneLineNamingWhatIsAtFault) {
     TempDir dir;
     writeRequests(dir);
     const std::vector<std::pair<std::string, std::string>> cases = {
-        {"", "missing command (summary, show, grep, diff, changes, report, sql, schema or export)"},
+        {"",
+         "missing command (summary, show, grep, diff, changes, compare, report, sql, schema or "
+         "export)"},
         {"list IN", "unknown command 'list'"},
         {"grep --colour IN", "unknown option --colour; see scenario-log grep --help"},
         {"summary --module 3A", "unknown option --module"},

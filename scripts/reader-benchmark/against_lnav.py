@@ -419,4 +419,5 @@ def write_block(descriptions, answers, samples, load_before, load_after):
     ])
 
 
-main()
+if __name__ == "__main__":
+    main()

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """`scenario-log report` in headless chromium, checked against the reader.
 
-  report_browser_test.py simulator|hostile --reader R --sim S --work-dir D [--emulator WORDS]
+  report_browser_test.py simulator|hostile|compare --reader R --sim S --work-dir D [--emulator WORDS]
 
 simulator: a simulator run's page shows the series, requests and records of
 `summary --json`, series and requests in number order across request 10,000,
@@ -12,6 +12,9 @@ with numbers ignored.
 hostile: texts that are markup, script, quotes, control characters and bytes
 that are not UTF-8, in a folder whose name is markup too, show as written and
 nothing of them runs or becomes an element; the NUL line is a problem.
+compare: the page of two runs (seeds 1 and 2) marks per row of A's preview
+map as many requests as `compare --json` counts, exactly and with numbers
+ignored; a click on a marked cell shows the diff of `diff --json A:N B:N`.
 
 Exit status 0 passed, 1 failed, 77 skipped (no chromium).
 """
@@ -45,9 +48,10 @@ class Reader:
     def __init__(self, args):
         self.emulator = shlex.split(args.emulator or "")
         self.reader, self.sim = args.reader, args.sim
+        self.env = dict(os.environ, XDG_CACHE_HOME=os.path.join(args.work_dir, "cache"))
 
     def run(self, *words, program=None, statuses=(0,)):
-        result = subprocess.run(self.emulator + [program or self.reader, *words],
+        result = subprocess.run(self.emulator + [program or self.reader, *words], env=self.env,
                                 capture_output=True, text=True, errors="surrogateescape")
         expect(result.returncode in statuses,
                f"{' '.join(words)}: status {result.returncode}: {result.stderr}")
@@ -85,15 +89,16 @@ class Page:
             f"document.getElementById('map-status').dataset.series === '{index}' && "
             "JSON.stringify(document.getElementById('map-status').dataset)"))
 
-    def click_column(self, column, modifiers=0):
-        """A real click in the map's first row, at the middle of `column`."""
+    def click_column(self, column, modifiers=0, row=0):
+        """A real click in the map's row `row`, at the middle of `column`."""
         x, y = self.value(f"""(() => {{
             const s = document.getElementById('map-scroll'), d = s.dataset;
             s.scrollIntoView({{block: 'center'}});
             s.scrollLeft = {column} * d.cellWidth - 40;
+            s.scrollTop = Math.max(0, {row} * d.rowHeight - 40);
             const box = s.getBoundingClientRect();
             return [box.x + +d.labelWidth + ({column} + 0.5) * d.cellWidth - s.scrollLeft,
-                    box.y + +d.axisHeight + d.rowHeight / 2]; }})()""")
+                    box.y + +d.axisHeight + ({row} + 0.5) * d.rowHeight - s.scrollTop]; }})()""")
         self.browser.click(x, y, modifiers)
 
     def request_lines(self, request):
@@ -130,11 +135,14 @@ def expected_lines(reader, logs, series_key, request):
     return lines
 
 
-def expected_diff(reader, logs, a, b, *flags):
+def diff_json(reader, *words):
     spans = lambda item, side: ",".join(map(str, item[side])) if side in item else None
     return [[d["change"], d["group"], d["key"], d["occurrence"], spans(d, "aSpan"), spans(d, "bSpan")]
-            for d in reader.json_lines("diff", "--json", *flags, "--req", str(a), "--req", str(b), logs,
-                                       statuses=(0, 1))]
+            for d in reader.json_lines("diff", "--json", *words, statuses=(0, 1))]
+
+
+def expected_diff(reader, logs, a, b, *flags):
+    return diff_json(reader, *flags, "--req", str(a), "--req", str(b), logs)
 
 
 def requests_of(summary):
@@ -245,9 +253,44 @@ def hostile_test(reader, work):
     print("report: hostile texts shown as written, nothing ran")
 
 
+def compare_test(reader, work):
+    runs = [os.path.join(work, f"seed{seed}") for seed in (1, 2)]
+    for seed, run in zip((1, 2), runs):  # one after the other, so that their series have names of their own
+        reader.run("--scene", "street", "--first-request", "45", "--duration", "1", "--seed", str(seed),
+                   "--out", run, "--quiet", program=reader.sim)
+    page_path = os.path.join(work, "report.html")
+    reader.run("report", *runs, "-o", page_path)
+    series = [s for s in reader.json_lines("summary", "--json", *runs) if s["type"] == "series"]
+    index = next(i for i, s in enumerate(series) if s["kind"] == "preview" and s["files"][0]["path"].startswith(runs[0]))
+    differing = {}
+    for mode, flags in (("exact", ()), ("ignoring", ("--ignore-numbers",))):
+        differing[mode] = {(d["module"], d["key"]): d for d in reader.json_lines("compare", "--json", *flags, *runs,
+                                                                                  statuses=(0, 1))
+                           if d["type"] == "key-differs" and d["timeline"] == "preview" and d["module"] != "headline"}
+    with Chromium() as browser:
+        page = Page(browser, page_path)
+        page.choose_series(index)
+        for mode in ("exact", "ignoring"):
+            if mode == "ignoring":
+                page.value("document.getElementById('ignore-numbers').click()")
+            rows = page.value("[...document.querySelectorAll('#map-rows li')]"
+                              ".map((li) => [li.dataset.module, li.dataset.key, +li.dataset.differs])")
+            marked = {(m, k): n for m, k, n in rows if n}
+            expect(marked == {key: d["requests"] for key, d in differing[mode].items()},
+                   f"{mode}: the map marks {marked}, compare says {differing[mode]}")
+        face = differing["ignoring"][("FaceDetection", "Decision: TRIGGER_FEATURE")]
+        row = [(m, k) for m, k, _ in rows].index(("FaceDetection", "Decision: TRIGGER_FEATURE"))
+        page.click_column(requests_of(series[index]).index(face["first"]), row=row)
+        pair = [f"{run}:{face['first']}" for run in runs]
+        differ(f"the diff of request {face['first']} of A and B", page.diff_entries(),
+               diff_json(reader, "--ignore-numbers", *pair))
+        expect(not browser.complaints(), f"the browser complained: {browser.complaints()}")
+    print(f"report of two runs: marks as compare counts them; request {face['first']} of both compared as diff does")
+
+
 def main():
     parser = argparse.ArgumentParser()
-    parser.add_argument("test", choices=["simulator", "hostile"])
+    parser.add_argument("test", choices=["simulator", "hostile", "compare"])
     parser.add_argument("--reader", required=True)
     parser.add_argument("--sim", required=True)
     parser.add_argument("--work-dir", required=True)
@@ -259,7 +302,8 @@ def main():
     shutil.rmtree(args.work_dir, ignore_errors=True)
     os.makedirs(args.work_dir)
     try:
-        {"simulator": simulator_test, "hostile": hostile_test}[args.test](Reader(args), args.work_dir)
+        {"simulator": simulator_test, "hostile": hostile_test, "compare": compare_test}[args.test](
+            Reader(args), args.work_dir)
     except Failure as failure:
         print(f"FAILED: {failure}")
         return 1

@@ -14,6 +14,7 @@ int runScenarioLog(const std::vector<std::string>& args, std::ostream& out, std:
     commandLine.add(makeGrepCommand());
     commandLine.add(makeDiffCommand());
     commandLine.add(makeChangesCommand());
+    commandLine.add(makeCompareCommand());
     commandLine.add(makeReportCommand());
     commandLine.add(makeSqlCommand());
     commandLine.add(makeSchemaCommand());

@@ -94,7 +94,10 @@ void Pipeline::requestThreadEntry() {
     const auto period = std::chrono::nanoseconds(1000000000LL / mOptions.mFps);
     Clock::time_point deadline = start;
     Clock::time_point sessionStart = start;
-    while (deadline < end) {
+    // With a number of frames the session's requests do not depend on how
+    // late the frames come, only the time it takes does.
+    const int frames = mOptions.mFrames;
+    for (int frame = 0; frames > 0 ? frame < frames : deadline < end; ++frame) {
         std::this_thread::sleep_until(deadline);
         reconfigureIfDue(&sessionStart);
         issueRequest(sink);

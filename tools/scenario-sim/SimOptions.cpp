@@ -28,7 +28,11 @@ scene, the seed and the request number, so two runs with one seed write the
 same texts, and two seeds differ in a few frames around each change.
 
 Options:
-  --duration SECONDS       length of the session (default 3)
+  --duration SECONDS       length of the session (default 3); a frame that
+                           came late is not made up for
+  --frames N               exactly N preview frame times instead, however
+                           late they come, so that two runs with one seed
+                           hold the same requests; 0 for --duration (default)
   --fps N                  preview frame rate, 1 to 1000 (default 30)
   --threads N              pipeline worker threads, 1 to 64 (default 4)
   --capture-interval N     every request whose number + 1 is a multiple of N
@@ -58,6 +62,8 @@ constexpr double kMaxDurationSeconds = 86400.0;
 // Leaves room for a day at the highest frame rate below INT_MAX, magic
 // numbers included.
 constexpr int kMaxFirstRequest = 1000000000;
+// A day at the highest frame rate.
+constexpr int kMaxFrames = 86400000;
 
 struct IntRange {
     int SimOptions::*mField;
@@ -74,6 +80,7 @@ const std::map<std::string, IntRange>& intOptions() {
         {"--records", {&SimOptions::mRecordsPerModule, 1, 200}},
         {"--flush-ms", {&SimOptions::mFlushIntervalMs, 0, 60000}},
         {"--seed", {&SimOptions::mSeed, 0, 2147483647}},
+        {"--frames", {&SimOptions::mFrames, 0, kMaxFrames}},
     };
     return options;
 }

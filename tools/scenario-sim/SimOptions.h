@@ -8,6 +8,7 @@ namespace scenariosim {
 
 struct SimOptions {
     double mDurationSeconds = 3.0;
+    int mFrames = 0;  // preview frame times of the session; 0: as many as fit in the duration
     int mFps = 30;
     int mWorkerThreads = 4;
     int mCaptureInterval = 30;  // a capture request every N requests; 0 for none

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <cstring>
-#include <limits>
+#include <tuple>
 
 #include "base/Counted.h"
 #include "base/Json.h"
-#include "base/RangeSet.h"
+#include "tables/RequestNumbering.h"
 #include "tables/TextCompare.h"
 
 namespace scenariolog {
@@ -85,10 +85,7 @@ class ChangesReport::Timeline {
     void print(std::ostream& out) const;
     std::size_t keys() const { return mHistories.size(); }
     // Whether a series named by `request` can't belong to this numbering.
-    bool numberingRestartsAt(int request) const {
-        return mTaken.contains(request) || mWindow.count(request) != 0 ||
-               static_cast<long long>(request) + static_cast<long long>(kReorderWindow) < mHighest;
-    }
+    bool numberingRestartsAt(int request) const { return mNumbering.restartsAt(request); }
 
   private:
     // A key's text in one request of the window, in a buffer that is only
@@ -140,8 +137,7 @@ class ChangesReport::Timeline {
     std::uint64_t mRequests = 0;
     int mFirst = 0;
     int mLast = 0;
-    int mHighest = std::numeric_limits<int>::min();
-    RangeSet mTaken;  // the requests that left the window
+    RequestNumbering mNumbering;  // of the requests taken into the window
 };
 
 ChangesReport::Timeline::PendingText* ChangesReport::Timeline::PendingTexts::find(int request) {
@@ -185,9 +181,10 @@ std::size_t ChangesReport::Timeline::historyIndex(std::size_t key) {
 
 void ChangesReport::Timeline::add(int request, std::size_t key, std::string_view text) {
     const std::size_t history = historyIndex(key);
-    mHighest = std::max(mHighest, request);
     if (mCurrent == mWindow.end() || mCurrent->first != request) {
-        mCurrent = mWindow.try_emplace(request).first;
+        bool entered = false;
+        std::tie(mCurrent, entered) = mWindow.try_emplace(request);
+        if (entered) mNumbering.take(request);
     }
     PendingTexts& pending = mPending[history];
     if (PendingText* entry = pending.find(request)) {
@@ -201,7 +198,6 @@ void ChangesReport::Timeline::add(int request, std::size_t key, std::string_view
 }
 
 void ChangesReport::Timeline::countRequest(int request) {
-    mTaken.insert(request);
     if (mRequests++ == 0) mFirst = mLast = request;
     mFirst = std::min(mFirst, request);
     mLast = std::max(mLast, request);

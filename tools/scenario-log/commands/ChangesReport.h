@@ -4,10 +4,9 @@
 // Requests are taken in number order, one timeline per series kind (preview
 // requests, capture requests), across the series in the catalog's order (by
 // time stamp, then by number: the captures of one second lowest first), for
-// as long as the numbering goes on: a series named by a request number already
-// taken, or far below the requests taken (the camera started again, or the
-// folder holds several runs), ends the timeline and starts a new one, so that
-// two requests with one number are never taken for one. Keys are listed by
+// as long as the numbering goes on (RequestNumbering.h): a series named by a
+// request number already taken, or far below the requests taken, ends the
+// timeline and starts a new one. Keys are listed by
 // module, then key, so that runs of one seed list alike. Blocks are written in
 // the order requests end, not in number order, so the records of the most
 // recent kReorderWindow requests wait in a window and leave it lowest number
@@ -32,6 +31,7 @@
 #include "reading/SeriesWalker.h"
 #include "tables/RecordKey.h"
 #include "tables/RecordKeyTable.h"
+#include "tables/RequestNumbering.h"
 
 namespace scenariolog {
 
@@ -89,7 +89,7 @@ class KeyHistory {
 
 class ChangesReport : public SeriesVisitor {
   public:
-    static constexpr std::size_t kReorderWindow = 64;
+    static constexpr std::size_t kReorderWindow = RequestNumbering::kReorderWindow;
 
     ChangesReport(std::ostream& out, const ChangesStyle& style, const RecordFilter& filter);
     ~ChangesReport() override;

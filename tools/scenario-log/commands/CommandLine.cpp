@@ -37,8 +37,9 @@ on and its exit status stays what its answer makes it.
 
 Exit status, alike for every command:
   0  found: some series read (summary, report), the request (show), a record
-     (grep), a key (changes); for diff the two requests are identical
-  1  nothing matched; for diff the two requests differ
+     (grep), a key (changes); for diff the two requests are identical, for
+     compare the two runs agree
+  1  nothing matched; for diff and compare: they differ
   2  bad usage, or an input error: an input that cannot be read, a folder
      without a tuning log file, a file named that is no tuning log file; one
      line each on standard error, naming the option or the path, and no answer

@@ -13,6 +13,7 @@ std::unique_ptr<Command> makeShowCommand();
 std::unique_ptr<Command> makeGrepCommand();
 std::unique_ptr<Command> makeDiffCommand();
 std::unique_ptr<Command> makeChangesCommand();
+std::unique_ptr<Command> makeCompareCommand();
 std::unique_ptr<Command> makeSqlCommand();
 std::unique_ptr<Command> makeSchemaCommand();
 std::unique_ptr<Command> makeExportCommand();

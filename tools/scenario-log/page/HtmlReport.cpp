@@ -7,6 +7,7 @@
 #include <fstream>
 #include <memory>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -14,6 +15,7 @@
 #include "base/ExitStatus.h"
 #include "base/Json.h"
 #include "commands/SummaryReport.h"
+#include "page/CompareMarks.h"
 #include "page/PageEncoding.h"
 #include "page/WebAssets.h"
 #include "reading/LogCatalog.h"
@@ -150,13 +152,14 @@ std::string jsonArray(const std::string& lines) {
 }
 
 std::string overviewJson(const std::vector<std::string>& inputs, const std::string& summary,
-                         const std::string& problems) {
+                         const std::string& problems, const std::string& compare) {
     std::string names;  // one JSON string a line; escaping leaves no raw line break
     for (const std::string& input : inputs) names += jsonString(input, true) + "\n";
     return JsonObject()
         .addRaw("inputs", jsonArray(names))
         .addRaw("summary", jsonArray(summary))
         .addRaw("problems", jsonArray(problems))
+        .addRaw("compare", compare.empty() ? "null" : compare)
         .str();
 }
 
@@ -171,6 +174,15 @@ int runHtmlReport(const std::vector<std::string>& inputs, const std::string& out
         tee.finish();
         return kExitTrouble;
     }
+    std::string compare;  // of two inputs: where B differs from A (CompareMarks.h)
+    if (inputs.size() == 2) {
+        try {
+            compare = compareMarksJson(inputs[0], inputs[1], series, err);
+        } catch (const std::runtime_error& failure) {
+            err << "scenario-log: " << failure.what() << "\n";
+            return kExitTrouble;
+        }
+    }
     const std::string temporary = output + ".part" + std::to_string(getpid());
     std::ofstream page(temporary, std::ios::binary | std::ios::trunc);
     if (!page) {
@@ -184,7 +196,8 @@ int runHtmlReport(const std::vector<std::string>& inputs, const std::string& out
     for (const LogSeries& one : series) walkSeries(one, visitor, tee);
     tee.finish();
     page << "<script type=\"application/json\" id=\"overview-data\">"
-         << scriptSafeJson(overviewJson(inputs, visitor.summaryJson(), tee.json())) << "</script>\n"
+         << scriptSafeJson(overviewJson(inputs, visitor.summaryJson(), tee.json(), compare))
+         << "</script>\n"
          << pageTemplate.tail();
     page.close();
     if (!page || visitor.failed() || std::rename(temporary.c_str(), output.c_str()) != 0) {

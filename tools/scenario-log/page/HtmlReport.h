@@ -11,7 +11,8 @@
 // request leave the page.
 //
 // The inputs stream through as for the other commands; each series is
-// written out when its walk ends, so memory holds one series' table.
+// written out when its walk ends, so memory holds one series' table. Of two
+// inputs, the page holds their comparison as runs too (CompareMarks.h).
 #pragma once
 
 #include <memory>

@@ -24,6 +24,7 @@ const PALETTE = [
   "#4f8b86", "#d46f7b", "#70533f", "#2f5b85", "#5ea354", "#a77d9c",
 ];
 const EMPTY = "#eef1f4";
+const MARK = "#cf222e";
 const BACKGROUND = "#ffffff";
 
 // "#rrggbb" as the 32-bit pixel of an ImageData (bytes R, G, B, A in memory).
@@ -64,6 +65,7 @@ class DecisionMap {
     this.hover = null;
     this.drawPending = false;
     this.image = null;
+    this.marksOf = null;
     this.listen();
   }
 
@@ -105,6 +107,13 @@ class DecisionMap {
     if (this.series) {
       for (const row of this.series.rows) row.matches = null;
     }
+    this.requestDraw();
+  }
+
+  // marksOf(row): the [first, last] column runs to mark under the row's
+  // cells (where another run differs), or null.
+  setMarks(marksOf) {
+    this.marksOf = marksOf;
     this.requestDraw();
   }
 
@@ -263,6 +272,7 @@ class DecisionMap {
     if (!this.series) return;
     this.drawCells(ratio);
     context.setTransform(ratio, 0, 0, ratio, 0, 0);
+    this.drawMarks();
     this.drawChoices();
     this.drawLabels();
     this.drawAxis();
@@ -342,6 +352,24 @@ class DecisionMap {
 
   columnX(column) {
     return LABEL_WIDTH + column * this.cellWidth - this.scroll.scrollLeft;
+  }
+
+  // A bar along the bottom of each marked cell of the visible rows.
+  drawMarks() {
+    if (!this.marksOf) return;
+    const context = this.context;
+    const scrollTop = this.scroll.scrollTop;
+    const first = Math.max(0, Math.floor(scrollTop / ROW_HEIGHT));
+    const last = Math.min(this.rows.length, Math.ceil((scrollTop + this.scroll.clientHeight) / ROW_HEIGHT));
+    context.fillStyle = MARK;
+    for (let index = first; index < last; index++) {
+      const bottom = AXIS_HEIGHT + (index + 1) * ROW_HEIGHT - scrollTop - 1;
+      for (const [from, to] of this.marksOf(this.rows[index]) || []) {
+        const left = Math.max(LABEL_WIDTH, this.columnX(from));
+        const right = Math.min(this.scroll.clientWidth, this.columnX(to + 1));
+        if (right > left && bottom > AXIS_HEIGHT) context.fillRect(left, bottom - 4, Math.max(1, right - left), 4);
+      }
+    }
   }
 
   drawChoices() {

@@ -7,7 +7,8 @@
 // #map-status[data-series|rows|columns|records] the map's series and counts,
 // #map-rows the rows shown, each with its module, key and changes;
 // #request-view[data-view|series|request]; and each diff entry its change,
-// group, key, occurrence and marked spans.
+// group, key, occurrence and marked spans. With two runs compared (`report A
+// B`), each row of #map-rows also says in how many requests B differs.
 
 /* global readOverview, loadSeries, appendText, DecisionMap, requestItems, diffRequests */
 
@@ -23,6 +24,7 @@ const page = {
   b: null,
   view: "a",
   focusRow: null,
+  compare: null,
 };
 
 function element(tag, className, text) {
@@ -88,6 +90,13 @@ function renderOverview() {
     problems.appendChild(element("li", "", place + ": " + problem.reason));
   }
   if (overview.problems.length === 0) problems.appendChild(element("li", "none", "none"));
+  if (page.compare) {
+    const note = byId("compare-note");
+    appendText(note, "B (" + page.compare.b + ") compared with A (" + page.compare.a + "): in the maps of A's " +
+      "series a red bar under a cell marks a request where B's text of the key differs (with ignore numbers, " +
+      "beyond its numbers); a click on it shows the diff of A's and B's request.");
+    note.hidden = false;
+  }
   const select = byId("series-select");
   page.summaries.forEach((summary, index) => {
     const option = element("option", "", seriesName(summary) + " \u2014 " + requestCount(summary) + " requests");
@@ -147,6 +156,7 @@ function showRows() {
   const direction = sort === "most" ? -1 : 1;
   rows.sort((x, y) => (sort === "key" ? 0 : direction * (changes.get(x) - changes.get(y))) || byKey(x, y));
   page.map.setIgnoreNumbers(ignoreNumbers());
+  page.map.setMarks(page.compare ? (row) => rowMarks(series, row).columns : null);
   page.map.setFilter(query ? keyMatches : null, query ? textMatches : null);
   page.map.show(series, rows);
   listRows(rows, changes);
@@ -167,9 +177,11 @@ function listRows(rows, changes) {
   const list = byId("map-rows");
   list.textContent = "";
   for (const row of rows) {
+    const differs = page.compare ? rowMarks(page.series, row).requests : null;
     const item = element("li", "", row.module + " " + row.label + ": " + row.distinct.length + " distinct texts, " +
-      changes.get(row) + " changes");
+      changes.get(row) + " changes" + (differs === null ? "" : ", B differs in " + differs + " requests"));
     Object.assign(item.dataset, {module: row.module, key: row.label, changes: changes.get(row)});
+    if (differs !== null) item.dataset.differs = differs;
     list.appendChild(item);
   }
 }
@@ -178,7 +190,66 @@ function compare(x, y) {
   return x < y ? -1 : x > y ? 1 : 0;
 }
 
+// The requests of a row of A's map where B's text differs, in the mode of
+// the ignore-numbers box: their count, and the runs of columns they make.
+function rowMarks(series, row) {
+  const mode = ignoreNumbers() ? 1 : 0;
+  if (!row.compareMarks) {
+    const marks = page.compare.marks.get(series.index + "\n" + row.module + "\n" + row.label) || [[], []];
+    row.compareMarks = marks.map((runs) => ({
+      requests: runs.reduce((sum, [first, last]) => sum + last - first + 1, 0),
+      columns: runs.map(([first, last]) => [columnOf(series, first), columnOf(series, last + 1) - 1]),
+    }));
+  }
+  return row.compareMarks[mode];
+}
+
+// The first column of a request at or after `request`.
+function columnOf(series, request) {
+  let [low, high] = [0, series.columns.length];
+  while (low < high) {
+    const middle = (low + high) >> 1;
+    if (series.columns[middle] < request) low = middle + 1; else high = middle;
+  }
+  return low;
+}
+
+function readCompare(data) {
+  if (!data) return null;
+  const marks = new Map();
+  for (const [series, module, label, exact, ignoring] of data.marks) {
+    marks.set(series + "\n" + module + "\n" + label, [exact, ignoring]);
+  }
+  return {a: data.a, b: data.b, pairs: data.pairs, marks};
+}
+
+// The diff of request `column` of A's series and the same request of B, if
+// B differs there.
+async function openPair(column, row) {
+  const series = page.series;
+  const request = series.columns[column];
+  if (!rowMarks(series, row).columns.some(([from, to]) => from <= column && column <= to)) return false;
+  const pair = page.compare.pairs.find(([a, , runs]) =>
+    a === series.index && runs.some(([first, last]) => first <= request && request <= last));
+  if (!pair) return false;
+  const other = await getSeries(pair[1]);
+  if (page.series !== series) return true;
+  Object.assign(page, {a: {series, column}, b: {series: other, column: columnOf(other, request)}, view: "diff",
+    focusRow: row});
+  updateChoiceMarks();
+  renderRequests();
+  return true;
+}
+
 function onPick(column, shift, row) {
+  if (!shift && row && page.compare) {
+    openPair(column, row).then((opened) => opened || pick(column, shift, row));
+    return;
+  }
+  pick(column, shift, row);
+}
+
+function pick(column, shift, row) {
   const choice = {series: page.series, column};
   if (shift && page.a) {
     page.b = choice;
@@ -343,6 +414,7 @@ async function start() {
   window.addEventListener("unhandledrejection", (event) => showError(String(event.reason)));
   page.overview = readOverview();
   page.summaries = page.overview.summary.filter((line) => line.type === "series");
+  page.compare = readCompare(page.overview.compare);
   renderOverview();
   page.map = new DecisionMap(onPick);
   wireTools();
