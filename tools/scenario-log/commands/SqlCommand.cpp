@@ -142,13 +142,6 @@ class ReadOnlyGuard {
     std::string mRefusal;
 };
 
-SqliteDb importIntoMemory(const QueryInputs& inputs, ImportProgress* progress) {
-    SqliteDb db = openSqlite(":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
-    configureForBuilding(db.get());
-    importAll(db.get(), inputs, progress);
-    return db;
-}
-
 }  // namespace
 
 SqliteDb openSqlTables(const SqlOptions& options, const QueryInputs& inputs, std::ostream& err) {

@@ -6,16 +6,6 @@
 #include "tables/SqlDatabase.h"
 
 namespace scenariolog {
-namespace {
-
-SqliteDb importIntoMemory(const QueryInputs& inputs, ImportProgress* progress) {
-    SqliteDb db = openSqlite(":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
-    configureForBuilding(db.get());
-    importAll(db.get(), inputs, progress);
-    return db;
-}
-
-}  // namespace
 
 SqliteDb openRunTables(const std::string& input, const RunTablesSource& source,
                        ImportProgress* progress, std::ostream& err) {

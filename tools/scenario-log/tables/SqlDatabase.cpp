@@ -238,4 +238,11 @@ void importUpdate(sqlite3* db, const QueryInputs& inputs, const UpdatePlan& plan
     if (progress != nullptr) progress->finish();
 }
 
+SqliteDb importIntoMemory(const QueryInputs& inputs, ImportProgress* progress) {
+    SqliteDb db = openSqlite(":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+    configureForBuilding(db.get());
+    importAll(db.get(), inputs, progress);
+    return db;
+}
+
 }  // namespace scenariolog

@@ -19,6 +19,7 @@
 #include <string>
 #include <vector>
 
+#include "base/Sqlite.h"
 #include "reading/LogCatalog.h"
 #include "tables/FileFacts.h"
 #include "tables/SqlImport.h"
@@ -62,6 +63,10 @@ void configureForBuilding(sqlite3* db);
 
 // Imports everything into an empty database. Throws SqliteError.
 void importAll(sqlite3* db, const QueryInputs& inputs, ImportProgress* progress);
+
+// A database in memory with everything imported (--no-cache, or a cache that
+// cannot be had). Throws SqliteError.
+SqliteDb importIntoMemory(const QueryInputs& inputs, ImportProgress* progress);
 
 // Carries out `plan` (not a rebuild) on a database that holds an earlier state
 // of the inputs. Throws SqliteError.
