@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "FuzzScratch.h"
 #include "Report.h"
 
 namespace {
@@ -22,15 +23,6 @@ constexpr const char* kPreviewName =
     "000000001_0000_0000_preview__2025_0102_030405_TuningLog_01.txt";
 constexpr const char* kCaptureName =
     "000000001_0007_0001_capture__2025_0102_030406_TuningLog_01.txt";
-
-// This process's folder, removed at exit; plain characters outlive the
-// static objects that exit destroys first.
-char sFolder[] = "/tmp/compare_runs_fuzz.XXXXXX";
-
-void removeFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(sFolder, ignored);
-}
 
 void check(bool holds, const char* what) {
     if (holds) return;
@@ -89,14 +81,13 @@ std::map<std::string, int> swapped(const std::map<std::string, int>& types) {
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    if (mkdtemp(sFolder) == nullptr) abort();
-    atexit(removeFolder);
+    fuzzscratch::makeFolder("compare_runs_fuzz");
     return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const std::string a = std::string(sFolder) + "/a";
-    const std::string b = std::string(sFolder) + "/b";
+    const std::string a = fuzzscratch::folder() + "/a";
+    const std::string b = fuzzscratch::folder() + "/b";
     std::error_code ignored;
     std::filesystem::remove_all(a, ignored);
     std::filesystem::remove_all(b, ignored);

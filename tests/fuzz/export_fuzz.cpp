@@ -13,6 +13,7 @@
 #include <sstream>
 #include <string>
 
+#include "FuzzScratch.h"
 #include "Report.h"
 #include "base/Utf8.h"
 
@@ -20,13 +21,6 @@ namespace {
 
 constexpr const char* kLogName = "000000001_0000_0000_preview__2025_0102_030405_TuningLog_01.txt";
 constexpr std::size_t kCsvFields = 18;  // schema_version and the 17 columns of records
-
-char sFolder[] = "/tmp/export_fuzz.XXXXXX";
-
-void removeFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(sFolder, ignored);
-}
 
 void check(bool holds, const char* what) {
     if (holds) return;
@@ -117,13 +111,12 @@ std::size_t sqliteRecords(const std::string& path) {
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    if (mkdtemp(sFolder) == nullptr) abort();
-    atexit(removeFolder);
+    fuzzscratch::makeFolder("export_fuzz");
     return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const std::string folder = sFolder;
+    const std::string folder = fuzzscratch::folder();
     const std::string logs = folder + "/logs";
     std::error_code ignored;
     std::filesystem::remove_all(logs, ignored);

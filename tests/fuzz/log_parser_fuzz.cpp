@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "ConvertToString.h"
+#include "FuzzScratch.h"
 #include "RecordFormat.h"
 #include "Report.h"
 #include "reading/LineReader.h"
@@ -173,15 +174,6 @@ constexpr const char* kPreviewName =
 constexpr const char* kCaptureName =
     "000000001_0007_0001_capture__2025_0102_030406_TuningLog_01.txt";
 
-// This process's folder of the preview and capture file, removed at exit;
-// plain characters outlive the static objects that exit destroys first.
-char sFolder[] = "/tmp/log_parser_fuzz.XXXXXX";
-
-void removeFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(sFolder, ignored);
-}
-
 void writeWhole(const std::string& path, const uint8_t* data, size_t size) {
     FILE* file = fopen(path.c_str(), "wb");
     if (file == nullptr || fwrite(data, 1, size, file) != size || fclose(file) != 0) abort();
@@ -189,7 +181,7 @@ void writeWhole(const std::string& path, const uint8_t* data, size_t size) {
 
 // Runs on the bytes written as a preview and a capture file.
 void checkCommands(FuzzedDataProvider& input) {
-    const std::string folder = sFolder;
+    const std::string folder = fuzzscratch::folder();
     const std::string a = std::to_string(input.ConsumeIntegralInRange(-2, 9));
     const std::string b = std::to_string(input.ConsumeIntegralInRange(-2, 9));
     std::vector<std::vector<std::string>> commands = {
@@ -213,13 +205,12 @@ void checkCommands(FuzzedDataProvider& input) {
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    if (mkdtemp(sFolder) == nullptr) abort();
-    atexit(removeFolder);
+    fuzzscratch::makeFolder("log_parser_fuzz");
     return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const std::string folder = sFolder;
+    const std::string folder = fuzzscratch::folder();
     writeWhole(folder + "/" + kPreviewName, data, size);
     writeWhole(folder + "/" + kCaptureName, data, size);
     checkLines(folder + "/" + kPreviewName, data, size);

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "FuzzScratch.h"
 #include "Report.h"
 #include "commands/SqlCommand.h"
 
@@ -32,15 +33,6 @@ constexpr const char* kQueries[] = {
     "SELECT * FROM snippets JOIN requests USING (series, request)",
     "SELECT * FROM headlines, series, files, problems LIMIT 50",
 };
-
-// This process's folders, removed at exit; plain characters outlive the
-// static objects that exit destroys first.
-char sFolder[] = "/tmp/sql_import_fuzz.XXXXXX";
-
-void removeFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(sFolder, ignored);
-}
 
 void check(bool holds, const char* what) {
     if (holds) return;
@@ -87,14 +79,13 @@ std::string summaryRecords(const std::string& logs) {
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    if (mkdtemp(sFolder) == nullptr) abort();
-    atexit(removeFolder);
+    fuzzscratch::makeFolder("sql_import_fuzz");
     return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const std::string logs = std::string(sFolder) + "/logs";
-    const std::string cache = std::string(sFolder) + "/cache";
+    const std::string logs = fuzzscratch::folder() + "/logs";
+    const std::string cache = fuzzscratch::folder() + "/cache";
     std::error_code ignored;
     std::filesystem::remove_all(logs, ignored);
     std::filesystem::remove_all(cache, ignored);
