@@ -25,24 +25,26 @@ std::string withoutFileNames(const std::string& text) {
 // The seed file is read once per process, at first use: each run reads it in
 // a child process of its own.
 TEST(HostPropertiesDeathTest, MisspeltRecorderKeysAreReportedOnceWithTheNearestKey) {
+    // In a scope of its own, so that the temporary folder is removed before
+    // the child exits.
+    const auto readsTheRightKeys = [] {
+        testsupport::TempDir dir;
+        testsupport::writeFile(dir.file("seed.prop"),
+                               "vendor.debug.camera.scenariorecorder.enable=1\n"
+                               "vendor.debug.camera.scenarioRecorder.folder=/tmp/logs\n"
+                               "vendor.debug.camera.scenariorecorder.enable=1\n"
+                               "vendor.debug.camera.ScenarioRecorder.flushMs=5\n"
+                               "vendor.debug.camera.scenariorecorder.flushms=7\n"
+                               "vendor.debug.camera.scenario=1\n"
+                               "vendor.debug.camera.other=1\n");
+        setenv("ZYNCAM_HOST_PROPERTIES", dir.file("seed.prop").c_str(), 1);
+        char kept[PROPERTY_VALUE_MAX] = {};
+        property_get("vendor.debug.camera.scenariorecorder.enable", kept, "");
+        const bool rightKeyRead = property_get_int32(kFlushIntervalProperty, 0) == 7;
+        return strcmp(kept, "1") == 0 && rightKeyRead;
+    };
     EXPECT_EXIT(
-        {
-            testsupport::TempDir dir;
-            testsupport::writeFile(dir.file("seed.prop"),
-                                   "vendor.debug.camera.scenariorecorder.enable=1\n"
-                                   "vendor.debug.camera.scenarioRecorder.folder=/tmp/logs\n"
-                                   "vendor.debug.camera.scenariorecorder.enable=1\n"
-                                   "vendor.debug.camera.ScenarioRecorder.flushMs=5\n"
-                                   "vendor.debug.camera.scenariorecorder.flushms=7\n"
-                                   "vendor.debug.camera.scenario=1\n"
-                                   "vendor.debug.camera.other=1\n");
-            setenv("ZYNCAM_HOST_PROPERTIES", dir.file("seed.prop").c_str(), 1);
-            char kept[PROPERTY_VALUE_MAX] = {};
-            property_get("vendor.debug.camera.scenariorecorder.enable", kept, "");
-            const bool rightKeyRead = property_get_int32(kFlushIntervalProperty, 0) == 7;
-            exit(strcmp(kept, "1") == 0 && rightKeyRead ? 0 : 1);
-        },
-        ::testing::ExitedWithCode(0),
+        exit(readsTheRightKeys() ? 0 : 1), ::testing::ExitedWithCode(0),
         ::testing::ResultOf(
             withoutFileNames,
             ::testing::StrEq(

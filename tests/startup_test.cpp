@@ -67,21 +67,22 @@ using testsupport::waitFor;
 // The process-wide recorder reads its switch once, so each value is tried in
 // a child process of its own.
 TEST(StartupObjectDeathTest, OnlyValueOneStartsTheRecorderAndAnyNonZeroValueSwitchesItOn) {
+    // The checks run in a scope of their own, so that the temporary folder is
+    // removed before the child exits.
+    const auto startsAsExpected = [](const std::string& value) {
+        testsupport::TempDir dir;
+        testsupport::RecorderProperties properties(dir.path(), 20);
+        property_set(kEnableProperty, value.c_str());
+        auto starter = std::make_unique<ScenarioRecorderInitializer>();
+        auto* recorder = static_cast<ScenarioRecorder*>(IScenarioRecorder::getInstance());
+        const bool on = recorder->isScenarioRecorderOn() == (value != "0" && value != "");
+        const bool started = Peer::hasThread(*recorder) && Peer::ready(*recorder);
+        starter.reset();
+        const bool stopped = !Peer::hasThread(*recorder) && !Peer::ready(*recorder);
+        return on && started == (value == "1") && stopped;
+    };
     for (const std::string value : {"1", "0", "", "2", "-1"}) {
-        EXPECT_EXIT(
-            {
-                testsupport::TempDir dir;
-                testsupport::RecorderProperties properties(dir.path(), 20);
-                property_set(kEnableProperty, value.c_str());
-                auto starter = std::make_unique<ScenarioRecorderInitializer>();
-                auto* recorder = static_cast<ScenarioRecorder*>(IScenarioRecorder::getInstance());
-                const bool on = recorder->isScenarioRecorderOn() == (value != "0" && value != "");
-                const bool started = Peer::hasThread(*recorder) && Peer::ready(*recorder);
-                starter.reset();
-                const bool stopped = !Peer::hasThread(*recorder) && !Peer::ready(*recorder);
-                exit(on && started == (value == "1") && stopped ? 0 : 1);
-            },
-            ::testing::ExitedWithCode(0), "")
+        EXPECT_EXIT(exit(startsAsExpected(value) ? 0 : 1), ::testing::ExitedWithCode(0), "")
             << "value \"" << value << "\"";
     }
 }
