@@ -14,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include "base/PrefilteredRegex.h"
 #include "commands/SqlCommand.h"
 #include "support/ReaderRun.h"
 #include "support/TempDir.h"
@@ -241,6 +242,47 @@ TEST(SqlFunctions, RegexpMatchesCapturesAndNamesABadPattern) {
     const ReaderRun group = sql("SELECT regexp_capture('a', '(a)', 2)", in);
     EXPECT_EQ(group.code, kExitTrouble);
     EXPECT_EQ(group.err, "scenario-log: regexp_capture: pattern '(a)' has 1 groups, no group 2\n");
+}
+
+// The literal prefilter only ever spares RE2 a text that cannot match: for
+// every pattern and text the answer is RE2's own.
+TEST(SqlFunctions, TheLiteralPrefilterAnswersAsRe2Does) {
+    const char* patterns[] = {"(\\d+) us",  "^faces [1-9]|face AE on",
+                              "Face",       "(?i)FACE ae",
+                              "(?i)k",      "(?i)mask",
+                              "\\d+",       "a.*b",
+                              "iso (\\d+)", "3DNR (on|off)",
+                              "x*",         "(?i)straße"};
+    const char* texts[] = {"deque after 31801 us",
+                           "apply shutter 22158 us, afe gain 1024",
+                           "lv 11.8, exposure 22224 us, iso 100, face AE off",
+                           "faces 0",
+                           "faces 3, face AE on",
+                           "x face ae ON",
+                           "FACE AE on",
+                           "Face",
+                           "mas\u212A",  // Kelvin sign: (?i)k matches it
+                           "\u212A",
+                           "3dnr on",
+                           "3DNR off, EIS on",
+                           "STRASSE",
+                           "stra\u00dfe",
+                           "",
+                           "us"};
+    for (const char* pattern : patterns) {
+        const PrefilteredRegex regex(pattern);
+        ASSERT_TRUE(regex.ok()) << pattern;
+        for (const char* text : texts) {
+            EXPECT_EQ(regex.matches(text), RE2::PartialMatch(text, regex.regex()))
+                << pattern << " in " << text;
+        }
+    }
+    // A text without the literal is answered without RE2; one with it is not.
+    const PrefilteredRegex microseconds("(\\d+) us");
+    EXPECT_FALSE(microseconds.mayMatch("iso 100, face AE on"));
+    EXPECT_TRUE(microseconds.mayMatch("waits for us"));
+    EXPECT_FALSE(microseconds.matches("waits for us"));
+    EXPECT_TRUE(PrefilteredRegex("\\d+").mayMatch("no digits"));
 }
 
 // The statements go to the cache and to an import into memory alike; the

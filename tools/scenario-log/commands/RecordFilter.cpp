@@ -1,9 +1,8 @@
 #include "commands/RecordFilter.h"
 
-#include <re2/re2.h>
-
 #include <CLI/CLI.hpp>
 
+#include "base/PrefilteredRegex.h"
 #include "commands/Command.h"
 
 namespace scenariolog {
@@ -11,9 +10,7 @@ namespace scenariolog {
 std::string RecordFilter::compile() {
     mRegex.reset();
     if (!regex) return {};
-    RE2::Options options;
-    options.set_log_errors(false);
-    auto compiled = std::make_shared<const RE2>(*regex, options);
+    auto compiled = std::make_shared<const PrefilteredRegex>(*regex);
     if (!compiled->ok()) {
         return "--regex '" + *regex + "' is not an RE2 pattern: " + compiled->error();
     }
@@ -33,8 +30,7 @@ bool RecordFilter::matches(const Record& record) const {
     if (frameNum && frameNum != record.frameNum) return false;
     if (magicNum && magicNum != record.magicNum) return false;
     if (text && record.text.find(*text) == std::string_view::npos) return false;
-    return !mRegex ||
-           RE2::PartialMatch(re2::StringPiece(record.text.data(), record.text.size()), *mRegex);
+    return !mRegex || mRegex->matches(record.text);
 }
 
 bool RecordFilter::empty() const {

@@ -12,11 +12,9 @@ namespace CLI {
 class App;
 }  // namespace CLI
 
-namespace re2 {
-class RE2;
-}  // namespace re2
-
 namespace scenariolog {
+
+class PrefilteredRegex;
 
 class RecordFilter {
   public:
@@ -38,7 +36,7 @@ class RecordFilter {
     bool empty() const;
 
   private:
-    std::shared_ptr<const re2::RE2> mRegex;  // shared by the copies that reports keep
+    std::shared_ptr<const PrefilteredRegex> mRegex;  // shared by the copies that reports keep
 };
 
 // --module, --decision, --stage, --result: of `grep` and `changes`.

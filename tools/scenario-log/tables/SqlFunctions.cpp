@@ -1,12 +1,11 @@
 #include "tables/SqlFunctions.h"
 
-#include <re2/re2.h>
-
 #include <charconv>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "base/PrefilteredRegex.h"
 #include "base/TextScan.h"
 
 namespace scenariolog {
@@ -77,27 +76,29 @@ void num(sqlite3_context* context, int /*argc*/, sqlite3_value** argv) {
 }
 
 void deletePattern(void* pattern) {
-    delete static_cast<RE2*>(pattern);
+    delete static_cast<PrefilteredRegex*>(pattern);
 }
 
 // The compiled pattern of argument `index`, kept by SQLite for the rows of
 // a statement while the argument stays the same; null after an error result.
-const RE2* patternOf(sqlite3_context* context, sqlite3_value** argv, int index, const char* name) {
-    if (auto* kept = static_cast<const RE2*>(sqlite3_get_auxdata(context, index))) return kept;
+const PrefilteredRegex* patternOf(sqlite3_context* context, sqlite3_value** argv, int index,
+                                  const char* name) {
+    if (auto* kept = static_cast<const PrefilteredRegex*>(sqlite3_get_auxdata(context, index))) {
+        return kept;
+    }
     const std::string_view text = valueText(argv[index]);
-    RE2::Options options;
-    options.set_log_errors(false);
-    auto pattern = std::make_unique<RE2>(re2::StringPiece(text.data(), text.size()), options);
+    auto pattern = std::make_unique<PrefilteredRegex>(text);
     if (!pattern->ok()) {
         const std::string message =
             std::string(name) + ": bad pattern '" + std::string(text) + "': " + pattern->error();
         sqlite3_result_error(context, message.c_str(), -1);
         return nullptr;
     }
-    RE2* raw = pattern.release();
-    sqlite3_set_auxdata(context, index, raw, deletePattern);
+    sqlite3_set_auxdata(context, index, pattern.release(), deletePattern);
     // SQLite may have deleted it at once (when it cannot keep it): look again.
-    if (auto* kept = static_cast<const RE2*>(sqlite3_get_auxdata(context, index))) return kept;
+    if (auto* kept = static_cast<const PrefilteredRegex*>(sqlite3_get_auxdata(context, index))) {
+        return kept;
+    }
     sqlite3_result_error(context, "regexp: out of memory", -1);
     return nullptr;
 }
@@ -111,9 +112,9 @@ void regexp(sqlite3_context* context, int /*argc*/, sqlite3_value** argv) {
         sqlite3_result_null(context);
         return;
     }
-    const RE2* pattern = patternOf(context, argv, 0, "regexp");
+    const PrefilteredRegex* pattern = patternOf(context, argv, 0, "regexp");
     if (pattern == nullptr) return;
-    sqlite3_result_int(context, RE2::PartialMatch(piece(valueText(argv[1])), *pattern) ? 1 : 0);
+    sqlite3_result_int(context, pattern->matches(valueText(argv[1])) ? 1 : 0);
 }
 
 // The last capture asked of a connection. SQLite evaluates an expression
@@ -131,7 +132,7 @@ struct LastCapture {
     bool found = false;
     std::string capture;
 
-    bool answers(const RE2& re, sqlite3_int64 wanted, std::string_view in) const {
+    bool answers(const PrefilteredRegex& re, sqlite3_int64 wanted, std::string_view in) const {
         return valid && group == wanted && text == in && pattern == re.pattern();
     }
 };
@@ -141,7 +142,7 @@ void deleteLastCapture(void* last) {
 }
 
 // Matches `pattern` in `text` into `last`, for `group`.
-void capture(const RE2& pattern, std::string_view text, int group, LastCapture& last) {
+void capture(const PrefilteredRegex& pattern, std::string_view text, int group, LastCapture& last) {
     constexpr int kOnStack = 10;
     re2::StringPiece onStack[kOnStack];
     std::vector<re2::StringPiece> onHeap;
@@ -151,10 +152,10 @@ void capture(const RE2& pattern, std::string_view text, int group, LastCapture& 
         groups = onHeap.data();
     }
     const bool matched =
-        pattern.Match(piece(text), 0, text.size(), RE2::UNANCHORED, groups, group + 1);
+        pattern.regex().Match(piece(text), 0, text.size(), RE2::UNANCHORED, groups, group + 1);
     last.found = matched && groups[group].data() != nullptr;
     if (last.found) last.capture.assign(groups[group].data(), groups[group].size());
-    last.pattern = pattern.pattern();
+    if (last.pattern != pattern.pattern()) last.pattern = pattern.pattern();
     last.group = group;
     last.text.assign(text);
     last.valid = true;
@@ -165,19 +166,24 @@ void regexpCapture(sqlite3_context* context, int argc, sqlite3_value** argv) {
         sqlite3_result_null(context);
         return;
     }
-    const RE2* pattern = patternOf(context, argv, 1, "regexp_capture");
+    const PrefilteredRegex* pattern = patternOf(context, argv, 1, "regexp_capture");
     if (pattern == nullptr) return;
     const sqlite3_int64 group = argc > 2 ? sqlite3_value_int64(argv[2]) : 1;
-    if (group < 0 || group > pattern->NumberOfCapturingGroups()) {
+    const int groups = pattern->regex().NumberOfCapturingGroups();
+    if (group < 0 || group > groups) {
         const std::string message = "regexp_capture: pattern '" + pattern->pattern() + "' has " +
-                                    std::to_string(pattern->NumberOfCapturingGroups()) +
-                                    " groups, no group " + std::to_string(group);
+                                    std::to_string(groups) + " groups, no group " +
+                                    std::to_string(group);
         sqlite3_result_error(context, message.c_str(), -1);
         return;
     }
     const std::string_view text = valueText(argv[0]);
     auto& last = *static_cast<LastCapture*>(sqlite3_user_data(context));
     if (!last.answers(*pattern, group, text)) {
+        if (!pattern->mayMatch(text)) {
+            sqlite3_result_null(context);
+            return;
+        }
         last.valid = false;
         capture(*pattern, text, static_cast<int>(group), last);
     }
