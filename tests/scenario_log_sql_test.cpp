@@ -7,8 +7,10 @@
 #include <sqlite3.h>
 #include <sys/stat.h>
 
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -26,6 +28,7 @@
 using namespace scenariolog;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using ::testing::Not;
 using ::testing::StartsWith;
 using testsupport::ReaderRun;
 using testsupport::TempDir;
@@ -285,6 +288,66 @@ TEST(SqlFunctions, TheLiteralPrefilterAnswersAsRe2Does) {
     EXPECT_TRUE(PrefilteredRegex("\\d+").mayMatch("no digits"));
 }
 
+// A count per module and decision walks the keys in name order and counts
+// each key's records in its index, without a sort; a grouped question that
+// needs the texts scans the records once and sorts what passes, rather than
+// seek each record of a key, which lie on every page of the table.
+TEST(SqlPlans, GroupedQueriesReadTheKeyIndexOnlyWhenItAnswersAlone) {
+    TempDir logs;
+    constexpr int kSeries = 40;
+    constexpr int kRequestsPerSeries = 200;
+    const char* keys[] = {"[ModuleName: 3A][Decision: AE_EXPOSURE_PARAM] exposure ",
+                          "[ModuleName: 3A][Decision: AWB_GAIN] gain ",
+                          "[ModuleName: P2Streaming][Decision: ISP_FLOW] 3DNR on, crop ",
+                          "[ModuleName: P2Streaming][Stage_MDP][Result: ISP_FLOW] mdp in ",
+                          "[ModuleName: FaceDetection][Decision: FD_MODE] faces ",
+                          "[ModuleName: P1_NODE][Stage_RRZ_R2Y][Result: DONE] deque after "};
+    for (int series = 0; series < kSeries; ++series) {
+        std::string text;
+        for (int i = 0; i < kRequestsPerSeries; ++i) {
+            const int request = series * kRequestsPerSeries + i;
+            text += "[UKey: 42][ReqNum: " + std::to_string(request) + "]\n";
+            for (int repeat = 0; repeat < 2; ++repeat) {
+                for (const char* key : keys) {
+                    text += key + std::to_string(request + repeat) + " us\n";
+                }
+            }
+        }
+        char name[80];
+        std::snprintf(name, sizeof name,
+                      "%09d_%04d_0000_preview__2025_0102_0304%02d_TuningLog_01.txt", 100 + series,
+                      series * kRequestsPerSeries, series);
+        writeFile(logs.file(name), text);
+    }
+    constexpr int kRecords = kSeries * kRequestsPerSeries * 12;
+    TempDir cache;
+    const std::vector<std::string> in = {logs.path()};
+    ASSERT_EQ(sql("SELECT count(*) FROM records", in, cache.path()).out,
+              "count(*)\r\n" + std::to_string(kRecords) + "\r\n");
+    const auto plan = [&](const std::string& query) {
+        return sql("EXPLAIN QUERY PLAN " + query, in, cache.path()).out;
+    };
+    const std::string counted =
+        plan("SELECT module, decision, count(*) FROM records GROUP BY module, decision");
+    EXPECT_THAT(counted, HasSubstr("SEARCH r USING COVERING INDEX stored_records_by_key"));
+    EXPECT_THAT(counted, Not(HasSubstr("TEMP B-TREE")));
+    for (const char* query :
+         {"SELECT module, max(length(text)) FROM records GROUP BY module",
+          "SELECT module, min(us) FROM (SELECT module, CAST(regexp_capture(text, '(\\d+) us') "
+          "AS INTEGER) AS us FROM records) WHERE us IS NOT NULL GROUP BY module",
+          "SELECT * FROM records"}) {
+        const std::string scanned = plan(query);
+        EXPECT_THAT(scanned, HasSubstr("SCAN r\r\n")) << query;
+        EXPECT_THAT(scanned, Not(HasSubstr("stored_records_by_key"))) << query;
+    }
+    EXPECT_EQ(lines(sql("SELECT module, decision, count(*) FROM records "
+                        "GROUP BY module, decision ORDER BY module, decision",
+                        in, cache.path())),
+              lines(sql("SELECT module, decision, count(*) FROM records "
+                        "GROUP BY module, decision ORDER BY module, decision",
+                        in)));
+}
+
 // The statements go to the cache and to an import into memory alike; the
 // cache file keeps its bytes.
 TEST(SqlReadOnly, StatementsThatWouldWriteAreRefusedAndChangeNothing) {
@@ -432,22 +495,27 @@ TEST(SqlCache, ACorruptTruncatedOrOtherVersionCacheIsRebuilt) {
     const auto truncate = [](const std::string& path) {
         std::filesystem::resize_file(path, std::filesystem::file_size(path) / 2);
     };
-    // Sealed again, so that only the version row tells.
-    const auto otherVersion = [](const std::string& path) {
+    // Sealed again, so that only a version row tells.
+    const auto setInfo = [](const std::string& path, const char* name) {
         std::filesystem::resize_file(path, std::filesystem::file_size(path) - kCacheTrailerBytes);
         sqlite3* db = nullptr;
         ASSERT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
-        EXPECT_EQ(sqlite3_exec(db,
-                               "UPDATE cache_info SET value = 999 WHERE name = "
-                               "'schema_version'",
-                               nullptr, nullptr, nullptr),
-                  SQLITE_OK);
+        const std::string update =
+            std::string("UPDATE cache_info SET value = 999 WHERE name = '") + name + "'";
+        EXPECT_EQ(sqlite3_exec(db, update.c_str(), nullptr, nullptr, nullptr), SQLITE_OK);
+        EXPECT_EQ(sqlite3_changes(db), 1) << name;
         sqlite3_close(db);
         sealCacheFile(path);
     };
+    const auto otherVersion = [&setInfo](const std::string& path) {
+        setInfo(path, "schema_version");
+    };
+    const auto otherStorage = [&setInfo](const std::string& path) {
+        setInfo(path, "storage_version");
+    };
     const auto empty = [](const std::string& path) { writeFile(path, ""); };
-    for (const auto& damage :
-         std::vector<void (*)(const std::string&)>{overwrite, truncate, otherVersion, empty}) {
+    for (const auto& damage : std::vector<std::function<void(const std::string&)>>{
+             overwrite, truncate, otherVersion, otherStorage, empty}) {
         TempDir cache;
         (void)sql("SELECT 1", {logs.path()}, cache.path());
         damage(cacheFile(cache.path()));
@@ -456,6 +524,10 @@ TEST(SqlCache, ACorruptTruncatedOrOtherVersionCacheIsRebuilt) {
         EXPECT_EQ(run.out, expected);
         EXPECT_EQ(sql("SELECT version FROM schema_version", {logs.path()}, cache.path()).out,
                   "version\r\n" + std::to_string(kSqlSchemaVersion) + "\r\n");
+        EXPECT_EQ(sql("SELECT value FROM cache_info WHERE name = 'storage_version'", {logs.path()},
+                      cache.path())
+                      .out,
+                  "value\r\n" + std::to_string(kSqlStorageVersion) + "\r\n");
     }
 }
 

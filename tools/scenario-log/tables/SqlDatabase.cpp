@@ -160,6 +160,7 @@ UpdatePlan planUpdate(sqlite3* db, const QueryInputs& inputs) {
     UpdatePlan rebuild;
     rebuild.rebuild = true;
     if (infoText(db, "schema_version") != std::to_string(kSqlSchemaVersion) ||
+        infoText(db, "storage_version") != std::to_string(kSqlStorageVersion) ||
         infoText(db, "complete") != "1" || infoText(db, "identity") != inputs.identity ||
         infoText(db, "catalog") != catalogText(inputs.problems)) {
         return rebuild;

@@ -15,14 +15,20 @@
 namespace scenariolog {
 
 constexpr int kSqlSchemaVersion = 1;
+// The layout of the stored_* tables, their indexes and statistics, which a
+// cache of another layout is rebuilt for; the documented schema can stay
+// the same across layouts.
+constexpr int kSqlStorageVersion = 2;
 
 // Creates the storage tables, the views and the version row in an empty
-// database. The index of records by request is made by createSqlIndexes(),
-// after a bulk import (cheaper than keeping it while inserting).
+// database. The indexes of records by key and of keys by name are made by
+// createSqlIndexes(), after a bulk import (cheaper than keeping them while
+// inserting).
 void createSqlSchema(sqlite3* db);
 void createSqlIndexes(sqlite3* db);
-// Gives SQLite's planner the sizes of the tables and indexes (a self-join of
-// records by request then looks up one record key, not every record).
+// Gives SQLite's planner the sizes of the tables and indexes; those of the
+// records and keys are set so that it reads records by key only from the
+// index alone (see the definition).
 void analyzeSqlTables(sqlite3* db);
 
 // The type of a column's values; NULL aside, every value of the column is
