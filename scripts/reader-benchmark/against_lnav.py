@@ -171,29 +171,23 @@ QUESTIONS = [
 
 
 # Why a question's own work in scenario-log is what it is, for the notes on
-# the targets that it misses. Their figures were measured on this folder's
-# cache, trying other tables on 2026-11-25 (CPU seconds of the query alone,
-# through Python's sqlite3 on the same SQLite library, load average 2 to 7).
+# the targets that it misses. Measured on this folder's cache on 2026-11-25
+# (instructions counted with valgrind, as the machine's speed varies).
 MISS_REASONS = {
     "records per module and decision":
-        "SQLite groups by sorting: every record goes through its sorter with its module's and "
-        "decision's names, after the records view's LEFT JOINs of its file, series and key "
-        "(SQLite leaves an unused LEFT JOIN out of a query that does not group, not of one that "
-        "does). The plan that needs no sort (the keys in the order of their names, each key's "
-        "records counted in an index on key) takes 0.03 s instead of 0.15 s, but it needs the "
-        "key as an inner join, and with an inner join SQLite starts from the keys in plain "
-        "queries too: all records then come key by key instead of in file order (the order "
-        "export writes) and 1.5 times slower, reading the table once per key; the index adds "
-        "2.9 MB to the cache and 0.17 s to the import. File and series as scalar subqueries "
-        "(left out when unused) saved a tenth of this question's time and made export, which "
-        "reads every column, at least half again as slow; neither is kept.",
+        "Its count reads only the index of records by key, walking the keys in the order of "
+        "their names, without a sort (the cached column); from cold, the import that builds "
+        "that index is most of its time.",
     "min, max and average of the microseconds in the texts, per module":
-        "SQLite's sorter carries the text of each record that has a number to the grouping "
-        "(72,000 of 289,000), RE2 looks for the number in every record before the sort and "
-        "once after it (SQLite evaluates the expression once per aggregate; regexp_capture "
-        "answers the three repeats from the last match). Walking the records key by key "
-        "instead of sorting was slower (0.34 s against 0.25 s for the same work without RE2), "
-        "as each key's records lie on every page of the table.",
+        "SQLite evaluates regexp_capture on every record's text (RE2 runs on the 72,000 texts "
+        "that hold the pattern's literal ' us'; the others are answered by a search for it), "
+        "then sorts the records that have a number by module, carrying their texts, and "
+        "evaluates the expression again for each of the four aggregates after the sort (one "
+        "RE2 match per record, the three others answered from it). The literal search took "
+        "the query from 1,440 to 1,240 million instructions. Reading the records of each "
+        "module through the index of records by key instead of sorting costs a seek per "
+        "record, as a module's records lie on every page of the table, and measured twice as "
+        "slow, so the planner is steered away from it.",
 }
 
 
