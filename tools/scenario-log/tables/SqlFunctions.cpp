@@ -1,8 +1,10 @@
 #include "tables/SqlFunctions.h"
 
 #include <charconv>
+#include <deque>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "base/PrefilteredRegex.h"
@@ -117,48 +119,82 @@ void regexp(sqlite3_context* context, int /*argc*/, sqlite3_value** argv) {
     sqlite3_result_int(context, pattern->matches(valueText(argv[1])) ? 1 : 0);
 }
 
-// The last capture asked of a connection. SQLite evaluates an expression
-// once for each aggregate that uses it, one after the other on the same row
-// (min(x), max(x), avg(x) of x = regexp_capture(text, ...)): the next call
-// with the same pattern, group and text is answered from here. The strings
-// keep their capacity, so that a call allocates nothing once they have
-// grown. Owned by the connection (its function's user data); a connection
-// runs on one thread at a time, so no lock.
-struct LastCapture {
-    bool valid = false;
-    std::string pattern;
-    sqlite3_int64 group = 0;
-    std::string text;
-    bool found = false;
-    std::string capture;
+// What regexp_capture found in the texts it was asked about, for one pattern
+// and group at a time. SQLite evaluates an expression once for each
+// aggregate that uses it (min(x), max(x), avg(x) of x = regexp_capture(text,
+// ...)), and, when it groups by sorting, once before the sort (in WHERE x IS
+// NOT NULL) and again after it, in another order: each text is matched once.
+// Texts that cannot match (PrefilteredRegex::mayMatch) are not kept. At most
+// kMemoBytes of texts and captures are kept; past that it starts afresh.
+// Owned by the connection (its function's user data); a connection runs on
+// one thread at a time, so no lock.
+class CaptureMemo {
+  public:
+    struct Answer {
+        bool found = false;
+        std::string capture;
+    };
 
-    bool answers(const PrefilteredRegex& re, sqlite3_int64 wanted, std::string_view in) const {
-        return valid && group == wanted && text == in && pattern == re.pattern();
+    // The answer for `text`, matching it if it is not kept yet.
+    const Answer& answer(const PrefilteredRegex& pattern, int group, std::string_view text) {
+        if (pattern.pattern() != mPattern || group != mGroup) {
+            forget();
+            mPattern = pattern.pattern();
+            mGroup = group;
+        }
+        if (mLast != nullptr && mLast->first == text) return mLast->second;
+        auto kept = mAnswers.find(text);
+        if (kept == mAnswers.end()) {
+            if (mBytes > kMemoBytes) forget();
+            Answer answer = match(pattern, group, text);
+            mBytes += text.size() + answer.capture.size() + kEntryBytes;
+            const std::string& owned = mTexts.emplace_back(text);
+            kept = mAnswers.emplace(owned, std::move(answer)).first;
+        }
+        mLast = &*kept;
+        return kept->second;
     }
+
+  private:
+    static constexpr std::size_t kMemoBytes = std::size_t{8} << 20;
+    // What an entry costs beyond its bytes: the nodes of the map and deque.
+    static constexpr std::size_t kEntryBytes = 96;
+
+    static Answer match(const PrefilteredRegex& pattern, int group, std::string_view text) {
+        constexpr int kOnStack = 10;
+        re2::StringPiece onStack[kOnStack];
+        std::vector<re2::StringPiece> onHeap;
+        re2::StringPiece* groups = onStack;
+        if (group >= kOnStack) {
+            onHeap.resize(static_cast<std::size_t>(group) + 1);
+            groups = onHeap.data();
+        }
+        Answer answer;
+        answer.found = pattern.regex().Match(piece(text), 0, text.size(), RE2::UNANCHORED, groups,
+                                             group + 1) &&
+                       groups[group].data() != nullptr;
+        if (answer.found) answer.capture.assign(groups[group].data(), groups[group].size());
+        return answer;
+    }
+
+    void forget() {
+        mLast = nullptr;
+        mAnswers.clear();
+        mTexts.clear();
+        mBytes = 0;
+    }
+
+    std::string mPattern;
+    int mGroup = -1;
+    // The keys view the texts in mTexts, whose elements never move.
+    std::deque<std::string> mTexts;
+    std::unordered_map<std::string_view, Answer> mAnswers;
+    const std::pair<const std::string_view, Answer>* mLast = nullptr;
+    std::size_t mBytes = 0;
 };
 
-void deleteLastCapture(void* last) {
-    delete static_cast<LastCapture*>(last);
-}
-
-// Matches `pattern` in `text` into `last`, for `group`.
-void capture(const PrefilteredRegex& pattern, std::string_view text, int group, LastCapture& last) {
-    constexpr int kOnStack = 10;
-    re2::StringPiece onStack[kOnStack];
-    std::vector<re2::StringPiece> onHeap;
-    re2::StringPiece* groups = onStack;
-    if (group >= kOnStack) {
-        onHeap.resize(static_cast<std::size_t>(group) + 1);
-        groups = onHeap.data();
-    }
-    const bool matched =
-        pattern.regex().Match(piece(text), 0, text.size(), RE2::UNANCHORED, groups, group + 1);
-    last.found = matched && groups[group].data() != nullptr;
-    if (last.found) last.capture.assign(groups[group].data(), groups[group].size());
-    if (last.pattern != pattern.pattern()) last.pattern = pattern.pattern();
-    last.group = group;
-    last.text.assign(text);
-    last.valid = true;
+void deleteCaptureMemo(void* memo) {
+    delete static_cast<CaptureMemo*>(memo);
 }
 
 void regexpCapture(sqlite3_context* context, int argc, sqlite3_value** argv) {
@@ -178,20 +214,17 @@ void regexpCapture(sqlite3_context* context, int argc, sqlite3_value** argv) {
         return;
     }
     const std::string_view text = valueText(argv[0]);
-    auto& last = *static_cast<LastCapture*>(sqlite3_user_data(context));
-    if (!last.answers(*pattern, group, text)) {
-        if (!pattern->mayMatch(text)) {
-            sqlite3_result_null(context);
-            return;
-        }
-        last.valid = false;
-        capture(*pattern, text, static_cast<int>(group), last);
-    }
-    if (!last.found) {
+    if (!pattern->mayMatch(text)) {
         sqlite3_result_null(context);
         return;
     }
-    sqlite3_result_text64(context, last.capture.data(), last.capture.size(), SQLITE_TRANSIENT,
+    auto& memo = *static_cast<CaptureMemo*>(sqlite3_user_data(context));
+    const CaptureMemo::Answer& answer = memo.answer(*pattern, static_cast<int>(group), text);
+    if (!answer.found) {
+        sqlite3_result_null(context);
+        return;
+    }
+    sqlite3_result_text64(context, answer.capture.data(), answer.capture.size(), SQLITE_TRANSIENT,
                           SQLITE_UTF8);
 }
 
@@ -214,8 +247,8 @@ void registerSqlFunctions(sqlite3* db) {
     for (int argc : {2, 3}) {
         // Each registration owns a memory of its own: SQLite deletes it with
         // the function (when the connection closes).
-        (void)sqlite3_create_function_v2(db, "regexp_capture", argc, kFlags, new LastCapture,
-                                         regexpCapture, nullptr, nullptr, deleteLastCapture);
+        (void)sqlite3_create_function_v2(db, "regexp_capture", argc, kFlags, new CaptureMemo,
+                                         regexpCapture, nullptr, nullptr, deleteCaptureMemo);
     }
 }
 
