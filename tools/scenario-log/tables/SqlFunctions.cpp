@@ -137,12 +137,14 @@ class CaptureMemo {
 
     // The answer for `text`, matching it if it is not kept yet.
     const Answer& answer(const PrefilteredRegex& pattern, int group, std::string_view text) {
+        static const Answer kNoMatch;
         if (pattern.pattern() != mPattern || group != mGroup) {
             forget();
             mPattern = pattern.pattern();
             mGroup = group;
         }
         if (mLast != nullptr && mLast->first == text) return mLast->second;
+        if (!pattern.mayMatch(text)) return kNoMatch;
         auto kept = mAnswers.find(text);
         if (kept == mAnswers.end()) {
             if (mBytes > kMemoBytes) forget();
@@ -214,10 +216,6 @@ void regexpCapture(sqlite3_context* context, int argc, sqlite3_value** argv) {
         return;
     }
     const std::string_view text = valueText(argv[0]);
-    if (!pattern->mayMatch(text)) {
-        sqlite3_result_null(context);
-        return;
-    }
     auto& memo = *static_cast<CaptureMemo*>(sqlite3_user_data(context));
     const CaptureMemo::Answer& answer = memo.answer(*pattern, static_cast<int>(group), text);
     if (!answer.found) {
