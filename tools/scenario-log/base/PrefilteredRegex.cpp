@@ -43,11 +43,6 @@ const char* findByte(std::string_view text, std::size_t from, unsigned char byte
     return static_cast<const char*>(std::memchr(text.data() + from, byte, text.size() - from));
 }
 
-bool isAscii(std::string_view text) {
-    return std::all_of(text.begin(), text.end(),
-                       [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-}
-
 // The literals that RE2's prefilter finds in `pattern`, when they make a
 // necessary condition: the prefilter is a tree of ANDs and ORs over them, so
 // a text holding none of them makes it false, unless the pattern passes it
@@ -68,8 +63,9 @@ std::vector<std::string> requiredLiterals(std::string_view pattern) {
     std::vector<int> passedWithNone;
     filter.AllPotentials({}, &passedWithNone);
     const bool usable = !literals.empty() && passedWithNone.empty() &&
-                        std::all_of(literals.begin(), literals.end(),
-                                    [](const std::string& l) { return !l.empty() && isAscii(l); });
+                        std::all_of(literals.begin(), literals.end(), [](const std::string& l) {
+                            return !l.empty() && !hasNonAscii(l);
+                        });
     return usable ? literals : std::vector<std::string>{};
 }
 
@@ -114,30 +110,32 @@ PrefilteredRegex::PrefilteredRegex(std::string_view pattern)
         auto anchor = std::find_if(mAnchors.begin(), mAnchors.end(),
                                    [byte](const AnchorByte& a) { return a.byte == byte; });
         if (anchor == mAnchors.end()) anchor = mAnchors.insert(mAnchors.end(), {byte, {}});
-        anchor->literals.push_back(mLiterals.size());
-        mLiterals.push_back({std::move(bytes), at});
+        anchor->literals.push_back({std::move(bytes), at});
     }
 }
 
-bool PrefilteredRegex::mayMatch(std::string_view text) const {
-    if (mLiterals.empty() || hasNonAscii(text)) return true;
-    for (const AnchorByte& anchor : mAnchors) {
-        for (const unsigned char byte : {anchor.byte, upperAscii(anchor.byte)}) {
-            for (const char* at = findByte(text, 0, byte); at != nullptr;
-                 at = findByte(text, static_cast<std::size_t>(at - text.data()) + 1, byte)) {
-                const auto found = static_cast<std::size_t>(at - text.data());
-                for (const std::size_t index : anchor.literals) {
-                    const Literal& literal = mLiterals[index];
-                    if (found >= literal.anchor &&
-                        startsWithFolded(text, found - literal.anchor, literal.bytes)) {
-                        return true;
-                    }
-                }
+bool PrefilteredRegex::holdsAround(std::string_view text, const AnchorByte& anchor,
+                                   unsigned char byte) {
+    for (const char* at = findByte(text, 0, byte); at != nullptr;
+         at = findByte(text, static_cast<std::size_t>(at - text.data()) + 1, byte)) {
+        const auto found = static_cast<std::size_t>(at - text.data());
+        for (const Literal& literal : anchor.literals) {
+            if (found >= literal.anchor &&
+                startsWithFolded(text, found - literal.anchor, literal.bytes)) {
+                return true;
             }
-            if (upperAscii(anchor.byte) == anchor.byte) break;
         }
     }
     return false;
+}
+
+bool PrefilteredRegex::mayMatch(std::string_view text) const {
+    if (mAnchors.empty() || hasNonAscii(text)) return true;
+    return std::any_of(mAnchors.begin(), mAnchors.end(), [text](const AnchorByte& anchor) {
+        const unsigned char upper = upperAscii(anchor.byte);
+        return holdsAround(text, anchor, anchor.byte) ||
+               (upper != anchor.byte && holdsAround(text, anchor, upper));
+    });
 }
 
 bool PrefilteredRegex::matches(std::string_view text) const {

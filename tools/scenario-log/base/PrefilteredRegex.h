@@ -30,20 +30,24 @@ class PrefilteredRegex {
     bool matches(std::string_view text) const;
 
   private:
-    RE2 mRegex;
     struct Literal {
         std::string bytes;   // lowercase ASCII
         std::size_t anchor;  // where a search looks first: its rarest byte
     };
-    // One of these is in every text that matches (in any case); none when
-    // the pattern has no such literals, and then every text may match.
-    std::vector<Literal> mLiterals;
     // The literals by the byte of their anchor, so that one search for a
     // byte serves all the literals that share it ("faces 1" .. "faces 9").
     struct AnchorByte {
         unsigned char byte;
-        std::vector<std::size_t> literals;  // indices into mLiterals
+        std::vector<Literal> literals;
     };
+
+    // Whether one of `anchor`'s literals lies around a `byte` of `text`.
+    static bool holdsAround(std::string_view text, const AnchorByte& anchor, unsigned char byte);
+
+    RE2 mRegex;
+    // One of their literals is in every text that matches (in any case);
+    // none when the pattern has no such literals, and then every text may
+    // match.
     std::vector<AnchorByte> mAnchors;
 };
 
