@@ -10,11 +10,6 @@
 namespace scenariolog {
 namespace {
 
-constexpr const char* kRed = "\033[31m";
-constexpr const char* kGreen = "\033[32m";
-constexpr const char* kBold = "\033[1m";
-constexpr const char* kReset = "\033[0m";
-constexpr const char* kTextIndent = "      ";
 constexpr const char* kSideNames[2] = {"a", "b"};
 constexpr const char* kSideLetters[2] = {"A", "B"};
 
@@ -148,7 +143,7 @@ void CompareReport::printProblems(const CompareRunView& run, const char* side, s
 
 void CompareReport::heading(std::ostream& out, const std::string& text) const {
     if (mStyle.json) return;
-    out << (mStyle.color ? kBold : "") << "== " << text << (mStyle.color ? kReset : "") << "\n";
+    printHeading(out, text, mStyle.color);
 }
 
 void CompareReport::printEvents(std::ostream& out, Totals& totals) const {
@@ -192,28 +187,17 @@ void CompareReport::printKeyDifference(std::ostream& out, const DifferenceKey& a
         << counted(matched, "request", "requests") << ", "
         << requestSpan(difference.first, difference.last) << "\n";
     const TextDifference spans = compareTexts(difference.a, difference.b, mStyle.ignoreNumbers);
-    printMarked(out, "A: ", difference.a, difference.inA, spans.a.begin, spans.a.end, kRed);
-    printMarked(out, "B: ", difference.b, difference.inB, spans.b.begin, spans.b.end, kGreen);
+    printSide(out, TextSide::kA, difference.a, difference.inA, spans.a);
+    printSide(out, TextSide::kB, difference.b, difference.inB, spans.b);
 }
 
-// Colour on a terminal; otherwise a line of carets below the span (one caret
-// where the other text has more).
-void CompareReport::printMarked(std::ostream& out, const char* side, const std::string& text,
-                                bool present, std::size_t begin, std::size_t end,
-                                const char* color) const {
-    out << kTextIndent << side;
-    if (!present) {
-        out << "(no record)\n";
-        return;
+void CompareReport::printSide(std::ostream& out, TextSide side, const std::string& text,
+                              bool present, Span span) const {
+    if (present) {
+        printMarkedText(out, side, text, span, mStyle.color);
+    } else {
+        printNoRecord(out, side);
     }
-    if (mStyle.color) {
-        out << text.substr(0, begin) << color << text.substr(begin, end - begin) << kReset
-            << text.substr(end) << "\n";
-        return;
-    }
-    const std::size_t carets = end > begin ? end - begin : 1;
-    out << text << "\n"
-        << kTextIndent << std::string(3 + begin, ' ') << std::string(carets, '^') << "\n";
 }
 
 void CompareReport::printOnlyKeys(std::ostream& out, Totals& totals) const {

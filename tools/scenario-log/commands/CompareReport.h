@@ -23,6 +23,7 @@
 #include <vector>
 
 #include "base/RangeSet.h"
+#include "commands/MarkedText.h"
 #include "tables/RunComparison.h"
 
 namespace scenariolog {
@@ -87,8 +88,8 @@ class CompareReport : public CompareSink {
     void printEvents(std::ostream& out, Totals& totals) const;
     void printKeyDifference(std::ostream& out, const DifferenceKey& at,
                             const KeyDifference& difference, std::uint64_t event) const;
-    void printMarked(std::ostream& out, const char* side, const std::string& text, bool present,
-                     std::size_t begin, std::size_t end, const char* color) const;
+    void printSide(std::ostream& out, TextSide side, const std::string& text, bool present,
+                   Span span) const;
     void printOnlyKeys(std::ostream& out, Totals& totals) const;
     void printOnlyRequests(std::ostream& out, Totals& totals) const;
     void printCounts(std::ostream& out, Totals& totals) const;

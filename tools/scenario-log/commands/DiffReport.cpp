@@ -5,16 +5,11 @@
 
 #include "base/Counted.h"
 #include "base/Json.h"
+#include "commands/MarkedText.h"
 #include "tables/TextCompare.h"
 
 namespace scenariolog {
 namespace {
-
-constexpr const char* kRed = "\033[31m";
-constexpr const char* kGreen = "\033[32m";
-constexpr const char* kBold = "\033[1m";
-constexpr const char* kReset = "\033[0m";
-constexpr const char* kTextIndent = "      ";
 
 struct Slot {
     std::vector<const KeptItem*> a;
@@ -76,7 +71,6 @@ class DiffPrinter {
   private:
     void printJson(const std::string& group, const Difference& difference);
     void printText(const Difference& difference);
-    void printMarked(const char* side, const std::string& text, Span span, const char* color);
 
     const DiffStyle& mStyle;
     std::ostream& mOut;
@@ -91,10 +85,7 @@ void DiffPrinter::printSides(const DiffSideView& a, const DiffSideView& b) {
 
 void DiffPrinter::printGroup(const std::string& name, const std::vector<Difference>& differences) {
     if (differences.empty()) return;
-    if (!mStyle.json) {
-        mOut << (mStyle.color ? kBold : "") << "== " << name << (mStyle.color ? kReset : "")
-             << "\n";
-    }
+    if (!mStyle.json) printHeading(mOut, name, mStyle.color);
     for (const Difference& difference : differences) {
         if (mStyle.json) {
             printJson(name, difference);
@@ -115,24 +106,8 @@ void DiffPrinter::printText(const Difference& difference) {
         return;
     }
     mOut << "\n";
-    printMarked("A: ", difference.a->text, difference.spans.a, kRed);
-    printMarked("B: ", difference.b->text, difference.spans.b, kGreen);
-}
-
-// Colour on a terminal; otherwise a line of carets below the span (one caret
-// at the place where the other text has more).
-void DiffPrinter::printMarked(const char* side, const std::string& text, Span span,
-                              const char* color) {
-    mOut << kTextIndent << side;
-    if (mStyle.color) {
-        mOut << text.substr(0, span.begin) << color
-             << text.substr(span.begin, span.end - span.begin) << kReset << text.substr(span.end)
-             << "\n";
-        return;
-    }
-    const std::size_t carets = span.end > span.begin ? span.end - span.begin : 1;
-    mOut << text << "\n"
-         << kTextIndent << std::string(3 + span.begin, ' ') << std::string(carets, '^') << "\n";
+    printMarkedText(mOut, TextSide::kA, difference.a->text, difference.spans.a, mStyle.color);
+    printMarkedText(mOut, TextSide::kB, difference.b->text, difference.spans.b, mStyle.color);
 }
 
 void DiffPrinter::printJson(const std::string& group, const Difference& difference) {
