@@ -14,19 +14,12 @@
 #    a request whose scene differs; every request is in both runs.
 #
 # cmake -DSIM=... -DREADER=... -DWORK_DIR=... [-DEMULATOR=...] -P CheckCompareWithReader.cmake
-separate_arguments(emulator UNIX_COMMAND "${EMULATOR}")
-set(SIM ${emulator} ${SIM})
-set(READER ${CMAKE_COMMAND} -E env XDG_CACHE_HOME=${WORK_DIR}/cache ${emulator} ${READER})
+include(${CMAKE_CURRENT_LIST_DIR}/ReaderCheck.cmake)
+set(READER ${CMAKE_COMMAND} -E env XDG_CACHE_HOME=${WORK_DIR}/cache ${READER})
 set(face_key "FaceDetection Decision: TRIGGER_FEATURE")
 set(exposure_key "3A Decision: AE_EXPOSURE_PARAM")
 set(ae_key "3A Stage_Feature_Trigger Result: AE_EXPOSURE_PARAM")
 
-function(expect condition message)
-  cmake_language(EVAL CODE "if(NOT (${condition}))\n set(failed TRUE)\nendif()")
-  if(failed)
-    message(FATAL_ERROR "${message}")
-  endif()
-endfunction()
 
 # Per request N of `run`: kind, face (a face in view), conv (AE converging)
 # and light; the list <run>_requests in number order and <run>_last.

@@ -5,16 +5,9 @@
 # second query reuses the cache, and the cache is smaller than the logs.
 #
 # cmake -DSIM=... -DREADER=... -DWORK_DIR=... [-DEMULATOR=...] -P CheckSqlWithReader.cmake
-separate_arguments(emulator UNIX_COMMAND "${EMULATOR}")
-set(SIM ${emulator} ${SIM})
-set(READER ${CMAKE_COMMAND} -E env XDG_CACHE_HOME=${WORK_DIR}/cache ${emulator} ${READER})
+include(${CMAKE_CURRENT_LIST_DIR}/ReaderCheck.cmake)
+set(READER ${CMAKE_COMMAND} -E env XDG_CACHE_HOME=${WORK_DIR}/cache ${READER})
 
-function(expect condition message)
-  cmake_language(EVAL CODE "if(NOT (${condition}))\n set(failed TRUE)\nendif()")
-  if(failed)
-    message(FATAL_ERROR "${message}")
-  endif()
-endfunction()
 
 # Runs `scenario-log sql --csv QUERY logs`; sets `status` and `value`, the
 # first cell of the first row.

@@ -13,24 +13,13 @@
 #  - show --req: the last request before 10,000 and the first from it.
 #
 # cmake -DSIM=... -DREADER=... -DWORK_DIR=... [-DEMULATOR=...] -P CheckWithReader.cmake
-#
-# EMULATOR: the words that run a cross build's programs here, if any.
-separate_arguments(emulator UNIX_COMMAND "${EMULATOR}")
-set(SIM ${emulator} ${SIM})
-set(READER ${emulator} ${READER})
+include(${CMAKE_CURRENT_LIST_DIR}/ReaderCheck.cmake)
 set(first_request 9990)
 set(crossing 10000)
 # Runs that missed captures on both sides of the crossing in one second (a
 # second may begin between them) are run again, at most this often.
 set(max_runs 5)
 
-# Fails the test with `message` unless the if() condition `condition` holds.
-function(expect condition message)
-  cmake_language(EVAL CODE "if(NOT (${condition}))\n set(failed TRUE)\nendif()")
-  if(failed)
-    message(FATAL_ERROR "${message}")
-  endif()
-endfunction()
 
 # Splits JSON lines into a list; semicolons can stand only inside strings,
 # where a comma keeps the JSON valid.
