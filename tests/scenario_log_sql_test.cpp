@@ -126,6 +126,10 @@ TEST(SqlTables, RecordsHeadlinesRequestsAndSeriesOfHandMadeFiles) {
                     "1,2,6,preview,42,1,1,,,,P2Streaming,decision,ISP_FLOW,,,3DNR off",
                     "1,4,5,preview,42,1,2,,,,3A,decision,AE_EXPOSURE_PARAM,,,exposure 3000.5 us",
                     "2,2,7,capture,42,3,1,0,,,P2Capture,decision,TOP_CONTROL,,,decided"));
+    // Export reads the records through joins, sql through lookups: the same
+    // rows, in file order.
+    EXPECT_EQ(sql("SELECT * FROM stored_records_joined", in).out,
+              sql("SELECT * FROM records", in).out);
     EXPECT_THAT(lines(sql("SELECT series, line, request, block, unique_key, ndd, snippets "
                           "FROM headlines ORDER BY series, file, line",
                           in)),
@@ -361,17 +365,6 @@ TEST(SqlPlans, GroupedQueriesReadTheKeyIndexOnlyWhenItAnswersAlone) {
                 ElementsAre("module,min(us),max(us),count(us)", perModule("3A", 2),
                             perModule("FaceDetection", 1), perModule("P1_NODE", 1),
                             perModule("P2Streaming", 2)));
-}
-
-// Export reads the records through joins, sql through lookups: the same
-// rows, in file order.
-TEST(SqlTables, TheRecordsThatExportReadsAreTheRecordsOfSql) {
-    TempDir logs;
-    writeLogs(logs);
-    const std::vector<std::string> in = {logs.path()};
-    const ReaderRun viewed = sql("SELECT * FROM records", in);
-    EXPECT_EQ(lines(viewed).size(), 1U + 7U);
-    EXPECT_EQ(sql("SELECT * FROM stored_records_joined", in).out, viewed.out);
 }
 
 // The statements go to the cache and to an import into memory alike; the
